@@ -1,0 +1,122 @@
+#pragma once
+// The notes, resources and metadata that a clip produces.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ByteString.h"
+
+namespace Tessarix::Notes {
+
+class IMetadata {
+public:
+    virtual std::u16string GetName() const = 0;
+    virtual std::u16string GetValue() const = 0;
+    virtual void SetValue(const std::u16string& value) = 0;
+    virtual void SetName(const std::u16string& name) = 0;
+
+protected:
+    // No virtual destructor: metadata live by value in a note's list and die as CMetadata.
+    ~IMetadata() = default;
+};
+
+class CMetadata final : public IMetadata {
+public:
+    CMetadata(std::u16string name, std::u16string value) : name_(std::move(name)), value_(std::move(value)) {}
+    CMetadata(const CMetadata&) = default;
+    CMetadata& operator=(const CMetadata&) = default;
+    ~CMetadata() = default;
+
+    std::u16string GetName() const override { return name_; }
+    std::u16string GetValue() const override { return value_; }
+    void SetValue(const std::u16string& value) override { value_ = value; }
+    void SetName(const std::u16string& name) override { name_ = name; }
+
+private:
+    std::u16string name_;
+    std::u16string value_;
+};
+
+class IResource {
+public:
+    virtual std::u16string GetMime() const = 0;
+    virtual StringUTF8 GetData() const = 0;
+    virtual std::u16string GetSourceUrl() const = 0;
+    virtual std::u16string GetReference() const = 0;
+    virtual ~IResource() = default;
+    virtual std::u16string GetFileName() const = 0;
+    virtual void SetFileName(const std::u16string& fileName) = 0;
+};
+
+class CResource final : public IResource {
+public:
+    // An empty `mime` is detected from the bytes (MimeSniffer), with the two legacy names normalised.
+    CResource(std::u16string reference, std::u16string mime, StringUTF8 data, std::u16string sourceUrl);
+    CResource(const CResource&) = default;
+    CResource& operator=(const CResource&) = default;
+
+    std::u16string GetMime() const override { return mime_; }
+    StringUTF8 GetData() const override { return data_; }
+    std::u16string GetSourceUrl() const override { return sourceUrl_; }
+    std::u16string GetReference() const override { return reference_; }
+    std::u16string GetFileName() const override { return fileName_; }
+    void SetFileName(const std::u16string& fileName) override { fileName_ = fileName; }
+
+private:
+    std::u16string mime_;
+    std::u16string reference_;
+    std::u16string sourceUrl_;
+    std::u16string fileName_;
+    StringUTF8 data_;
+};
+
+using MetadataList = std::vector<CMetadata>;
+using ResourceList = std::vector<CResource>;
+
+class INote {
+public:
+    virtual std::u16string GetContent() const = 0;
+    virtual std::u16string GetTitle() const = 0;
+    virtual MetadataList& GetMetadata() = 0;
+    virtual const MetadataList& GetMetadata() const = 0;
+    virtual ResourceList& GetResources() = 0;
+    virtual const ResourceList& GetResources() const = 0;
+    virtual ~INote() = default;
+    virtual void SetContent(const std::u16string& content) = 0;
+    virtual void SetTitle(const std::u16string& title) = 0;
+};
+
+class CNote final : public INote {
+public:
+    CNote() = default;
+
+    std::u16string GetContent() const override { return content_; }
+    std::u16string GetTitle() const override { return title_; }
+    MetadataList& GetMetadata() override { return metadata_; }
+    const MetadataList& GetMetadata() const override { return metadata_; }
+    ResourceList& GetResources() override { return resources_; }
+    const ResourceList& GetResources() const override { return resources_; }
+    void SetContent(const std::u16string& content) override { content_ = content; }
+    void SetTitle(const std::u16string& title) override { title_ = title; }
+
+private:
+    std::u16string content_;
+    std::u16string title_;
+    ResourceList resources_;
+    MetadataList metadata_;
+};
+
+using NotePtr = std::shared_ptr<INote>;
+using NoteList = std::vector<NotePtr>;
+
+// Metadata names read by the export writer.
+inline constexpr char16_t kMetaCreated[] = u"created";
+inline constexpr char16_t kMetaAuthor[] = u"author";
+inline constexpr char16_t kMetaSource[] = u"source";
+inline constexpr char16_t kMetaSourceUrl[] = u"source-url";
+
+bool HasMetadata(const MetadataList& list, const std::u16string& name);
+// The first entry with exactly that name; throws std::runtime_error("Metadata with the name not found").
+const CMetadata& GetMetadataByName(const MetadataList& list, const std::u16string& name);
+
+} // namespace Tessarix::Notes
