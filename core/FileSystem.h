@@ -4,7 +4,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+// <windows.h> turns CreateDirectory and DeleteFile into macros; the names below are kept as
+// declared, and the forwarders at the end serve code that includes <windows.h> first.
+#pragma push_macro("CreateDirectory")
+#pragma push_macro("DeleteFile")
+#undef CreateDirectory
+#undef DeleteFile
 
 namespace Tessarix::Platform {
 
@@ -33,6 +41,7 @@ bool IsDirectory(const std::u16string& path);
 bool CreateDirectory(const std::u16string& path); // one level; false when it fails
 // Names (not paths) of the regular files in `folder` whose name starts with `prefix`
 // (FindFirstFileExW with prefix + "*.*" on Windows, so matching is case-insensitive there).
+// `folder` may end with a separator or not.
 std::vector<std::u16string> ListFiles(const std::u16string& folder, const std::u16string& prefix);
 std::uint64_t FileSize(const std::u16string& path); // 0 when it cannot be read
 bool DeleteFile(const std::u16string& path);
@@ -43,7 +52,7 @@ std::u16string CreateTempFile(const std::u16string& prefix);
 // The whole file, or nothing when it cannot be opened or read.
 std::optional<std::string> ReadFile(const std::u16string& path);
 // Replaces the file with `bytes` (binary, truncating); false on failure.
-bool WriteFile(const std::u16string& path, const std::string& bytes);
+bool WriteFile(const std::u16string& path, std::string_view bytes);
 
 // An append-only binary file, opened shared for reading and writing. Move-only.
 class AppendFile {
@@ -68,4 +77,17 @@ private:
 // Debugger output (OutputDebugStringW on Windows; nothing on POSIX).
 void DebugTrace(const std::u16string& text);
 
+#ifdef _WIN32
+// Where <windows.h>'s macros rewrite a call to Platform::DeleteFile, it lands here.
+inline bool CreateDirectoryW(const std::u16string& path) {
+    return CreateDirectory(path);
+}
+inline bool DeleteFileW(const std::u16string& path) {
+    return DeleteFile(path);
+}
+#endif
+
 } // namespace Tessarix::Platform
+
+#pragma pop_macro("DeleteFile")
+#pragma pop_macro("CreateDirectory")

@@ -5,6 +5,7 @@
 // ("MM/DD/YYYY hh:mm:ss:mmmm Level: message", CR CR LF, UTF-8), flushes and measures after every
 // line and rotates past maxFileSize, keeping the five first files. Logging never fails its caller.
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,9 +36,12 @@ struct LogFileStamp {
 
     friend bool operator==(const LogFileStamp&, const LogFileStamp&) = default;
     friend bool operator<(const LogFileStamp& a, const LogFileStamp& b) {
-        if (a.year != b.year) return a.year < b.year;
-        if (a.month != b.month) return a.month < b.month;
-        if (a.day != b.day) return a.day < b.day;
+        if (a.year != b.year)
+            return a.year < b.year;
+        if (a.month != b.month)
+            return a.month < b.month;
+        if (a.day != b.day)
+            return a.day < b.day;
         return a.index < b.index;
     }
     friend bool operator>(const LogFileStamp& a, const LogFileStamp& b) { return b < a; }
@@ -95,6 +99,8 @@ public:
 private:
     void Write(std::u16string_view level, std::u16string_view message);
     void Open();
+    void OpenFile(const std::u16string& name);
+    void CloseFile();
     void PrepareDirectory();
     std::u16string ChooseFileName();
     void Rotate();
@@ -108,6 +114,8 @@ private:
     std::uint64_t maxFileSize_ = kMaxFileSize;
     std::uint64_t maxFileCount_ = kMaxFileCount;
     LogFileNamePattern pattern_;
+    bool utf16_ = false;       // the reused file starts with a UTF-16LE byte-order mark
+    mutable std::mutex mutex_; // serialises write, flush, measure and rotate across threads
 };
 
 // Writes "<name> call begin" on entry and "<name> call end" on exit, both at Debug.
@@ -123,6 +131,8 @@ private:
 };
 
 // Formats first, then logs: Log().Debug(Format(u"count: %d", n)).
-inline Logger& Log() { return Logger::Instance(); }
+inline Logger& Log() {
+    return Logger::Instance();
+}
 
 } // namespace Tessarix

@@ -1,0 +1,359 @@
+#include "core/Log.h"
+
+#include <algorithm>
+#include <climits>
+#include <stdexcept>
+#include <utility>
+
+#include "core/Utf.h"
+
+namespace Tessarix {
+namespace {
+
+constexpr char16_t kSep = Platform::kPathSeparator;
+
+std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator) {
+    std::vector<std::u16string_view> pieces;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t end = text.find(separator, start);
+        if (end == std::u16string_view::npos) {
+            pieces.push_back(text.substr(start));
+            return pieces;
+        }
+        pieces.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+}
+
+// The leading decimal integer as the C runtime reads it: blanks, a sign, digits; 0 when there
+// are none, clamped to the 32-bit range.
+std::int32_t LeadingInt(std::u16string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && (text[i] == u' ' || (text[i] >= u'\t' && text[i] <= u'\r')))
+        ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == u'+' || text[i] == u'-'))
+        negative = text[i++] == u'-';
+    std::int64_t value = 0;
+    for (; i < text.size() && text[i] >= u'0' && text[i] <= u'9'; ++i)
+        value = std::min<std::int64_t>(value * 10 + (text[i] - u'0'), std::int64_t{INT32_MAX} + 1);
+    if (negative)
+        value = -value;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
+}
+
+// The C runtime's text mode turns every line feed into CR LF; its "ccs=" mode then encodes.
+std::string Encode(std::u16string_view text, bool utf16) {
+    std::u16string translated;
+    translated.reserve(text.size() + 4);
+    for (char16_t c : text) {
+        if (c == u'\n')
+            translated += u'\r';
+        translated += c;
+    }
+    if (!utf16)
+        return ToUtf8(translated);
+    std::string bytes;
+    bytes.reserve(translated.size() * 2);
+    for (char16_t c : translated) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>(c >> 8);
+    }
+    return bytes;
+}
+
+void CreateChain(const std::u16string& path) {
+    if (Platform::IsDirectory(path))
+        return;
+    std::u16string accumulated;
+    std::size_t start = 0;
+    while (start < path.size() && path[start] == kSep) // keep a POSIX root
+        accumulated += path[start++];
+    for (std::u16string_view piece : Split(std::u16string_view(path).substr(start), kSep)) {
+        if (piece.empty())
+            continue;
+        accumulated.append(piece);
+        accumulated += kSep;
+        if (!Platform::IsDirectory(accumulated))
+            Platform::CreateDirectory(accumulated);
+    }
+}
+
+} // namespace
+
+LogFileNamePattern::LogFileNamePattern(std::u16string prefix, char16_t separator)
+    : prefix_(std::move(prefix)), separator_(separator) {
+    if (prefix_.empty() || prefix_.find(separator_) != std::u16string::npos)
+        throw std::invalid_argument("log file name pattern: empty prefix or prefix containing the separator");
+}
+
+namespace LogFiles {
+
+std::u16string FileName(const LogFileNamePattern& pattern, const LogFileStamp& stamp) {
+    std::u16string name = pattern.Prefix();
+    name += pattern.Separator();
+    name += Format(u"%.4d-%.2d-%.2d", stamp.year, stamp.month, stamp.day);
+    if (stamp.index > 0) {
+        name += pattern.Separator();
+        name += Format(u"%d", stamp.index);
+    }
+    name += u".txt";
+    return name;
+}
+
+std::optional<LogFileStamp> Parse(const LogFileNamePattern& pattern, const std::u16string& name) {
+    const auto pieces = Split(name, pattern.Separator());
+    if (pieces.size() != 2 && pieces.size() != 3)
+        return std::nullopt;
+    if (pieces[0] != pattern.Prefix())
+        return std::nullopt;
+    const auto date = Split(pieces[1], u'-');
+    if (date.size() != 3)
+        return std::nullopt;
+    LogFileStamp stamp{LeadingInt(date[0]), LeadingInt(date[1]), LeadingInt(date[2]), 0};
+    if (stamp.year == 0 || stamp.month == 0 || stamp.day == 0)
+        return std::nullopt;
+    if (pieces.size() == 3)
+        stamp.index = LeadingInt(pieces[2]);
+    return stamp;
+}
+
+void SortNewestFirst(const LogFileNamePattern& pattern, std::vector<std::u16string>& names) {
+    std::vector<std::pair<std::optional<LogFileStamp>, std::u16string>> keyed;
+    keyed.reserve(names.size());
+    for (auto& name : names)
+        keyed.emplace_back(Parse(pattern, name), std::move(name));
+    std::stable_sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) {
+        if (a.first && b.first)
+            return *a.first > *b.first;
+        return a.first.has_value() && !b.first.has_value();
+    });
+    for (std::size_t i = 0; i < names.size(); ++i)
+        names[i] = std::move(keyed[i].second);
+}
+
+std::u16string NextName(const LogFileNamePattern& pattern, const LogFileStamp& last,
+                        const Platform::SystemTime& today) {
+    // The day test leaves the year out: a full file from 20 May stops the log on 10 May of any
+    // later year. Kept as the product has always behaved.
+    if (today.year < last.year || (today.year == last.year && today.month < last.month) ||
+        (today.month == last.month && today.day < last.day))
+        return {};
+    if (today.year == last.year && today.month == last.month && today.day == last.day) {
+        if (last.index == INT32_MAX)
+            return {};
+        return FileName(pattern, {last.year, last.month, last.day, last.index + 1});
+    }
+    return FileName(pattern, LogFileStamp::FromTime(today));
+}
+
+} // namespace LogFiles
+
+Logger& Logger::Instance() {
+    static Logger instance(Platform::UserLogBaseFolder(), &Platform::LocalTime);
+    return instance;
+}
+
+Logger::Logger(std::u16string baseFolder, Clock clock)
+    : baseFolder_(std::move(baseFolder)), clock_(clock ? clock : &Platform::LocalTime) {
+    std::lock_guard lock(mutex_);
+    try {
+        Open();
+    } catch (...) {
+        CloseFile(); // logging stays off; the caller never sees the failure
+    }
+}
+
+Logger::~Logger() {
+    CloseFile();
+}
+
+void Logger::Debug(std::u16string_view message) {
+    Write(u"Debug: ", message);
+}
+void Logger::Info(std::u16string_view message) {
+    Write(u"Info: ", message);
+}
+void Logger::Warning(std::u16string_view message) {
+    Write(u"Warning: ", message);
+}
+void Logger::Error(std::u16string_view message) {
+    Write(u"Error: ", message);
+}
+void Logger::Critical(std::u16string_view message) {
+    Write(u"Critical: ", message);
+}
+
+void Logger::Write(std::u16string_view level, std::u16string_view message) {
+    std::lock_guard lock(mutex_);
+    if (!file_.IsOpen())
+        return;
+    try {
+        const Platform::SystemTime t = clock_();
+        // The message is the format of its own write, so "100%%" is written as "100%".
+        std::u16string line = Format(u"%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", t.month, t.day, t.year, t.hour,
+                                     t.minute, t.second, t.milliseconds);
+        line += FormatV(level, {});
+        line += FormatV(message, {});
+        line += u"\r\n"; // text mode adds its own CR: lines end CR CR LF on disk
+        const std::string bytes = Encode(line, utf16_);
+        file_.Write(bytes.data(), bytes.size());
+        if (file_.Size() > maxFileSize_)
+            Rotate();
+    } catch (...) {
+        // A log line that cannot be built (out of memory) is dropped.
+    }
+}
+
+void Logger::SetFileNamePattern(const LogFileNamePattern& pattern) {
+    std::lock_guard lock(mutex_);
+    if (pattern.Prefix().empty())
+        return;
+    try {
+        pattern_ = pattern;
+        CloseFile();
+        Open();
+    } catch (...) {
+        CloseFile();
+    }
+}
+
+bool Logger::HasFileNamePattern() const {
+    std::lock_guard lock(mutex_);
+    return !pattern_.Prefix().empty();
+}
+
+LogFileNamePattern Logger::FileNamePattern() const {
+    std::lock_guard lock(mutex_);
+    return pattern_;
+}
+
+bool Logger::IsOpen() const {
+    std::lock_guard lock(mutex_);
+    return file_.IsOpen();
+}
+
+void Logger::Close() {
+    std::lock_guard lock(mutex_);
+    CloseFile();
+}
+
+std::uint64_t Logger::FileSize() const {
+    std::lock_guard lock(mutex_);
+    return file_.Size();
+}
+
+void Logger::DumpExportDocument(const char* bytes, std::size_t length) {
+    try {
+        std::u16string folder;
+        {
+            std::lock_guard lock(mutex_);
+            folder = directory_;
+        }
+        if (!bytes || length == 0 || folder.empty())
+            return;
+        if (!Platform::WriteFile(folder + u"TXCEData.xml", std::string_view(bytes, length)))
+            return;
+    } catch (...) {
+        return;
+    }
+    Info(u"Created TXCE data dump.");
+}
+
+// The open step: the folder, then the file when a pattern is set. Runs under the lock.
+void Logger::Open() {
+    PrepareDirectory();
+    if (directory_.empty())
+        return;
+    const std::u16string name = ChooseFileName();
+    if (!name.empty())
+        OpenFile(name);
+}
+
+void Logger::PrepareDirectory() {
+    directory_.clear();
+    if (baseFolder_.empty())
+        return;
+    std::u16string path = baseFolder_;
+    path += kSep;
+    path += u"Tessarix";
+    path += kSep;
+    path += u"Tessarix";
+    path += kSep;
+    path += u"Logs";
+    CreateChain(path);
+    directory_ = path + kSep;
+}
+
+void Logger::OpenFile(const std::u16string& name) {
+    const std::u16string path = directory_ + name;
+    Platform::AppendFile file(path);
+    if (!file.IsOpen())
+        return;
+    // The C runtime's "ccs=UTF-8" append: a new (empty) file gets a UTF-8 byte-order mark; an
+    // existing one keeps the encoding its own mark names, UTF-8 without one.
+    bool utf16 = false;
+    if (file.Size() == 0) {
+        if (!file.Write("\xEF\xBB\xBF", 3))
+            return;
+    } else if (const auto bytes = Platform::ReadFile(path)) {
+        utf16 = bytes->size() >= 2 && static_cast<unsigned char>((*bytes)[0]) == 0xFF &&
+                static_cast<unsigned char>((*bytes)[1]) == 0xFE;
+    }
+    file_ = std::move(file);
+    utf16_ = utf16;
+    currentName_ = name;
+}
+
+void Logger::CloseFile() {
+    file_.Close();
+    currentName_.clear();
+    utf16_ = false;
+}
+
+std::vector<std::u16string> Logger::SortedFiles() {
+    std::vector<std::u16string> names = Platform::ListFiles(directory_, pattern_.Prefix());
+    LogFiles::SortNewestFirst(pattern_, names);
+    return names;
+}
+
+std::u16string Logger::ChooseFileName() {
+    if (pattern_.Prefix().empty())
+        return {};
+    const std::vector<std::u16string> files = SortedFiles();
+    if (!files.empty()) {
+        // The newest file is continued while it has room, whatever day it is from.
+        if (Platform::FileSize(directory_ + files.front()) < maxFileSize_)
+            return files.front();
+        if (const auto stamp = LogFiles::Parse(pattern_, files.front()))
+            return LogFiles::NextName(pattern_, *stamp, clock_());
+    }
+    return LogFiles::FileName(pattern_, LogFileStamp::FromTime(clock_()));
+}
+
+void Logger::Rotate() {
+    CloseFile();
+    const std::u16string name = ChooseFileName();
+    if (!name.empty())
+        OpenFile(name);
+    const std::vector<std::u16string> files = SortedFiles();
+    for (std::size_t i = static_cast<std::size_t>(maxFileCount_); i < files.size(); ++i)
+        Platform::DeleteFile(directory_ + files[i]);
+}
+
+CallTracer::CallTracer(std::u16string name) : name_(std::move(name)) {
+    try {
+        Log().Debug(Format(u"%s call begin", name_));
+    } catch (...) {
+    }
+}
+
+CallTracer::~CallTracer() {
+    try {
+        Log().Debug(Format(u"%s call end", name_));
+    } catch (...) {
+    }
+}
+
+} // namespace Tessarix

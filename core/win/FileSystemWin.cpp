@@ -1,0 +1,256 @@
+// The file-system and clock seam on Windows: known folders, Find*/GetFileAttributesExW, the CRT's
+// shared-mode streams, GetLocalTime.
+#include <windows.h>
+
+#include <objbase.h>
+#include <share.h>
+#include <shlobj.h>
+
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "core/FileSystem.h"
+#include "core/Utf.h"
+
+// This file defines the seam's own CreateDirectory and DeleteFile.
+#undef CreateDirectory
+#undef DeleteFile
+
+namespace Tessarix::Platform {
+namespace {
+
+// Small owners in the manner of WIL's unique_* types.
+struct ModuleFree {
+    void operator()(HMODULE module) const { ::FreeLibrary(module); }
+};
+using UniqueModule = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleFree>;
+
+struct CoTaskMemFreer {
+    void operator()(void* p) const { ::CoTaskMemFree(p); }
+};
+using UniqueCoTaskString = std::unique_ptr<wchar_t, CoTaskMemFreer>;
+
+struct FindCloser {
+    void operator()(HANDLE h) const { ::FindClose(h); }
+};
+using UniqueFind = std::unique_ptr<void, FindCloser>;
+
+struct FileCloser {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
+
+std::FILE* AsFile(void* handle) {
+    return static_cast<std::FILE*>(handle);
+}
+
+SystemTime FromSystemTime(const SYSTEMTIME& st) {
+    SystemTime t;
+    t.year = st.wYear;
+    t.month = st.wMonth;
+    t.dayOfWeek = st.wDayOfWeek;
+    t.day = st.wDay;
+    t.hour = st.wHour;
+    t.minute = st.wMinute;
+    t.second = st.wSecond;
+    t.milliseconds = st.wMilliseconds;
+    return t;
+}
+
+std::u16string ForwardSlashes(std::u16string path) {
+    for (char16_t& c : path)
+        if (c == u'\\')
+            c = u'/';
+    return path;
+}
+
+// FOLDERID_LocalAppDataLow; SHGetKnownFolderPath is looked up at run time because Windows XP
+// (and so Outlook 2003's oldest host) does not have it.
+constexpr GUID kLocalAppDataLow = {
+    0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
+using GetKnownFolderPath = HRESULT(WINAPI*)(const GUID&, DWORD, HANDLE, PWSTR*);
+
+std::u16string KnownFolderLocalLow() {
+    UniqueModule shell(::LoadLibraryW(L"Shell32.dll"));
+    if (!shell)
+        return {};
+    const auto get = reinterpret_cast<GetKnownFolderPath>(
+        reinterpret_cast<void*>(::GetProcAddress(shell.get(), "SHGetKnownFolderPath")));
+    if (!get)
+        return {};
+    PWSTR raw = nullptr;
+    const HRESULT hr = get(kLocalAppDataLow, 0, nullptr, &raw);
+    UniqueCoTaskString path(raw);
+    if (FAILED(hr) || !path)
+        return {};
+    return ForwardSlashes(FromWide(path.get()));
+}
+
+std::u16string SpecialFolderLocalAppData() {
+    wchar_t buffer[MAX_PATH + 1] = {};
+    if (!::SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_LOCAL_APPDATA, TRUE))
+        return {};
+    return ForwardSlashes(FromWide(buffer));
+}
+
+} // namespace
+
+SystemTime LocalTime() {
+    SYSTEMTIME st{};
+    ::GetLocalTime(&st);
+    return FromSystemTime(st);
+}
+
+SystemTime UtcTime() {
+    SYSTEMTIME st{};
+    ::GetSystemTime(&st);
+    return FromSystemTime(st);
+}
+
+std::u16string UserLogBaseFolder() {
+    try {
+        std::u16string folder = KnownFolderLocalLow();
+        if (folder.empty())
+            folder = SpecialFolderLocalAppData();
+        return folder;
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
+bool IsDirectory(const std::u16string& path) {
+    const DWORD attributes = ::GetFileAttributesW(AsWide(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool CreateDirectory(const std::u16string& path) {
+    return ::CreateDirectoryW(AsWide(path), nullptr) != FALSE;
+}
+
+std::vector<std::u16string> ListFiles(const std::u16string& folder, const std::u16string& prefix) {
+    std::vector<std::u16string> names;
+    try {
+        std::u16string pattern = folder;
+        if (!pattern.empty() && pattern.back() != u'\\' && pattern.back() != u'/')
+            pattern += u'\\';
+        pattern += prefix + u"*.*";
+        WIN32_FIND_DATAW data{};
+        UniqueFind find(::FindFirstFileExW(AsWide(pattern), FindExInfoStandard, &data, FindExSearchNameMatch,
+                                           nullptr, 0));
+        if (find.get() == INVALID_HANDLE_VALUE) {
+            find.release();
+            return names;
+        }
+        do {
+            if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+                names.push_back(FromWide(data.cFileName));
+        } while (::FindNextFileW(find.get(), &data));
+    } catch (const std::bad_alloc&) {
+        names.clear();
+    }
+    return names;
+}
+
+std::uint64_t FileSize(const std::u16string& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (!::GetFileAttributesExW(AsWide(path), GetFileExInfoStandard, &data))
+        return 0;
+    return (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+bool DeleteFile(const std::u16string& path) {
+    return ::DeleteFileW(AsWide(path)) != FALSE;
+}
+
+std::u16string CreateTempFile(const std::u16string& prefix) {
+    wchar_t folder[261] = {};
+    const DWORD length = ::GetTempPathW(261, folder);
+    if (length == 0 || length > 260)
+        return {};
+    wchar_t name[MAX_PATH + 1] = {};
+    if (::GetTempFileNameW(folder, AsWide(prefix), 0, name) == 0)
+        return {};
+    return FromWide(name);
+}
+
+std::optional<std::string> ReadFile(const std::u16string& path) {
+    try {
+        UniqueFile file(::_wfsopen(AsWide(path), L"rb", _SH_DENYNO));
+        if (!file)
+            return std::nullopt;
+        std::string bytes;
+        char buffer[65536];
+        std::size_t n;
+        while ((n = std::fread(buffer, 1, sizeof buffer, file.get())) > 0)
+            bytes.append(buffer, n);
+        if (std::ferror(file.get()))
+            return std::nullopt;
+        return bytes;
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+bool WriteFile(const std::u16string& path, std::string_view bytes) {
+    UniqueFile file(::_wfopen(AsWide(path), L"wb"));
+    if (!file)
+        return false;
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+    return std::fclose(file.release()) == 0 && written;
+}
+
+AppendFile::AppendFile(const std::u16string& path) {
+    if (!path.empty())
+        handle_ = ::_wfsopen(AsWide(path), L"ab", _SH_DENYNO);
+}
+
+AppendFile::~AppendFile() {
+    Close();
+}
+
+AppendFile::AppendFile(AppendFile&& other) noexcept : handle_(other.handle_) {
+    other.handle_ = nullptr;
+}
+
+AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
+    if (this != &other) {
+        Close();
+        handle_ = other.handle_;
+        other.handle_ = nullptr;
+    }
+    return *this;
+}
+
+bool AppendFile::Write(const char* bytes, std::size_t length) {
+    if (!handle_)
+        return false;
+    const bool written = std::fwrite(bytes, 1, length, AsFile(handle_)) == length;
+    return std::fflush(AsFile(handle_)) == 0 && written;
+}
+
+std::uint64_t AppendFile::Size() const {
+    if (!handle_)
+        return 0;
+    std::FILE* f = AsFile(handle_);
+    const __int64 position = ::_ftelli64(f);
+    if (::_fseeki64(f, 0, SEEK_END) != 0)
+        return 0;
+    const __int64 end = ::_ftelli64(f);
+    if (position >= 0)
+        ::_fseeki64(f, position, SEEK_SET);
+    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+}
+
+void AppendFile::Close() {
+    if (handle_) {
+        std::fclose(AsFile(handle_));
+        handle_ = nullptr;
+    }
+}
+
+void DebugTrace(const std::u16string& text) {
+    ::OutputDebugStringW(AsWide(text));
+}
+
+} // namespace Tessarix::Platform
