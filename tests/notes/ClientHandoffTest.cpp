@@ -1,0 +1,121 @@
+// The attempts, pauses and result codes of the hand-off, over a scripted channel.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "notes/ClientHandoff.h"
+#include "notes/TxClipperSDK.h"
+
+namespace Tessarix::Notes {
+namespace {
+
+using ::testing::ElementsAre;
+
+// Plays a script of clients found and replies, and writes down every call in order.
+class ScriptedChannel final : public Handoff::IChannel {
+public:
+    std::deque<bool> found;
+    std::deque<Handoff::Reply> replies;
+    std::vector<std::string> calls;
+    std::vector<Handoff::CopyData> delivered;
+    std::vector<Ui::WindowHandle> senders;
+
+    void Trace(const char16_t* line) override {
+        std::string narrow;
+        for (const char16_t* c = line; *c != 0; ++c)
+            narrow += static_cast<char>(*c);
+        calls.push_back("trace " + narrow);
+    }
+    bool Find(std::chrono::milliseconds timeout) override {
+        calls.push_back("find " + std::to_string(timeout.count()));
+        const bool result = !found.empty() && found.front();
+        if (!found.empty())
+            found.pop_front();
+        return result;
+    }
+    Handoff::Reply Deliver(Ui::WindowHandle sender, const Handoff::CopyData& record,
+                           std::chrono::milliseconds timeout) override {
+        calls.push_back("deliver " + std::to_string(timeout.count()));
+        delivered.push_back(record);
+        senders.push_back(sender);
+        EXPECT_FALSE(replies.empty()) << "delivered more often than scripted";
+        if (replies.empty())
+            return Handoff::Reply::Failed;
+        const Handoff::Reply reply = replies.front();
+        replies.pop_front();
+        return reply;
+    }
+    void Pause(std::chrono::milliseconds duration) override {
+        calls.push_back("pause " + std::to_string(duration.count()));
+    }
+};
+
+constexpr char kDocument[] = "\xEF\xBB\xBF<tx-clipper-export/>";
+constexpr std::uint32_t kLength = sizeof kDocument - 1;
+
+int SendWith(ScriptedChannel& channel, std::int32_t shift = 0) {
+    return Handoff::Send(channel, Handoff::Limits{}, 0x1234, kDocument, kLength, shift);
+}
+
+TEST(ClientHandoff, NothingToSendIsReportedWithoutSearching) {
+    ScriptedChannel empty;
+    EXPECT_EQ(Handoff::Send(empty, Handoff::Limits{}, 1, kDocument, 0, 0), kSendNothingToSend);
+    EXPECT_THAT(empty.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n"));
+
+    ScriptedChannel missing;
+    EXPECT_EQ(Handoff::Send(missing, Handoff::Limits{}, 1, nullptr, kLength, 0), kSendNothingToSend);
+    EXPECT_THAT(missing.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n"));
+}
+
+TEST(ClientHandoff, NoClientEndsAfterOneSearchWithoutPause) {
+    ScriptedChannel channel;
+    channel.found = {false};
+    EXPECT_EQ(SendWith(channel), kSendNoClient);
+    EXPECT_THAT(channel.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n",
+                                           "trace CTxClipperSDK::FindTxclipper\n", "find 3000"));
+}
+
+TEST(ClientHandoff, FailedAttemptsAreRetriedAfterPauses) {
+    ScriptedChannel channel;
+    channel.found = {true, true, true};
+    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Failed, Handoff::Reply::Accepted};
+    EXPECT_EQ(SendWith(channel, 1), kSendDelivered);
+    EXPECT_THAT(channel.calls,
+                ElementsAre("trace CTxClipperSDK::SendTXEC\n", "trace CTxClipperSDK::FindTxclipper\n",
+                            "find 3000", "deliver 3000", "pause 500", "trace CTxClipperSDK::FindTxclipper\n",
+                            "find 3000", "deliver 3000", "pause 500", "trace CTxClipperSDK::FindTxclipper\n",
+                            "find 3000", "deliver 3000"));
+    // Every attempt carries the same record and sender.
+    for (std::size_t i = 0; i < channel.delivered.size(); ++i) {
+        EXPECT_EQ(channel.delivered[i].bytes, kDocument);
+        EXPECT_EQ(channel.delivered[i].length, kLength);
+        EXPECT_EQ(channel.delivered[i].shift, 1);
+        EXPECT_EQ(channel.senders[i], 0x1234u);
+    }
+}
+
+TEST(ClientHandoff, ThreeFailedAttemptsCountAsRefused) {
+    ScriptedChannel channel;
+    channel.found = {true, true, true, true};
+    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Failed, Handoff::Reply::Failed,
+                       Handoff::Reply::Accepted};
+    EXPECT_EQ(SendWith(channel), kSendRefused);
+    EXPECT_EQ(channel.delivered.size(), 3u);
+    EXPECT_EQ(std::count(channel.calls.begin(), channel.calls.end(), "pause 500"), 2);
+}
+
+TEST(ClientHandoff, ClientGoneOnARetryEndsAtOnce) {
+    ScriptedChannel channel;
+    channel.found = {true, false, true};
+    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Accepted};
+    EXPECT_EQ(SendWith(channel), kSendNoClient);
+    EXPECT_EQ(channel.delivered.size(), 1u);
+    EXPECT_EQ(channel.calls.back(), "find 3000");
+}
+
+} // namespace
+} // namespace Tessarix::Notes
