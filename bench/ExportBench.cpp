@@ -1,0 +1,177 @@
+// The export document's costs: base64 throughput, and the heap that building (and sending) the
+// document for a note with a 25 MiB resource needs at its peak, counted by this program's own
+// operator new. The target is about three copies of the resource at once.
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "notes/ExportDocument.h"
+
+namespace {
+
+std::atomic<std::size_t> g_inUse{0};
+std::atomic<std::size_t> g_peak{0};
+constexpr std::size_t kHeader = 16; // keeps the allocation's alignment
+
+void* CountedAlloc(std::size_t size) {
+    void* block = std::malloc(size + kHeader);
+    if (!block)
+        throw std::bad_alloc();
+    *static_cast<std::size_t*>(block) = size;
+    const std::size_t now = g_inUse.fetch_add(size) + size;
+    std::size_t peak = g_peak.load();
+    while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
+    }
+    return static_cast<char*>(block) + kHeader;
+}
+
+void CountedFree(void* pointer) noexcept {
+    if (!pointer)
+        return;
+    void* block = static_cast<char*>(pointer) - kHeader;
+    g_inUse.fetch_sub(*static_cast<std::size_t*>(block));
+    std::free(block);
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    return CountedAlloc(size);
+}
+void* operator new[](std::size_t size) {
+    return CountedAlloc(size);
+}
+void operator delete(void* pointer) noexcept {
+    CountedFree(pointer);
+}
+void operator delete[](void* pointer) noexcept {
+    CountedFree(pointer);
+}
+void operator delete(void* pointer, std::size_t) noexcept {
+    CountedFree(pointer);
+}
+void operator delete[](void* pointer, std::size_t) noexcept {
+    CountedFree(pointer);
+}
+
+namespace {
+
+using namespace Tessarix;
+using namespace Tessarix::Notes;
+
+constexpr std::size_t kMiB = 1024 * 1024;
+
+std::shared_ptr<char[]> Bytes(std::size_t size) {
+    std::shared_ptr<char[]> bytes(new char[size]);
+    std::uint32_t x = 2463534242u;
+    for (std::size_t i = 0; i < size; ++i) {
+        x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+        bytes[i] = static_cast<char>(x);
+    }
+    return bytes;
+}
+
+void BM_Base64Encode(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const auto input = Bytes(size);
+    std::string output(Base64Length(size), '\0');
+    for (auto _ : state) {
+        Base64EncodeTo(reinterpret_cast<const unsigned char*>(input.get()), size, output.data());
+        benchmark::DoNotOptimize(output.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+    state.counters["GB/s"] =
+        benchmark::Counter(static_cast<double>(size) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(BM_Base64Encode)
+    ->Arg(1 * kMiB)
+    ->Arg(4 * kMiB)
+    ->Arg(10 * kMiB)
+    ->Arg(25 * kMiB)
+    ->Unit(benchmark::kMillisecond);
+
+NoteList NoteWithResource(std::size_t size) {
+    auto note = std::make_shared<CNote>();
+    note->SetTitle(u"Quarterly report");
+    note->SetContent(u"<div>See the attachment.</div>");
+    note->GetMetadata().push_back(CMetadata(u"author", u"Ann"));
+    note->GetResources().push_back(CResource(u"ref", u"application/pdf",
+                                             StringUTF8(Bytes(size), static_cast<std::uint32_t>(size)),
+                                             u"file:///C:/Outlook/Attachments/report.pdf"));
+    note->GetResources().back().SetFileName(u"report.pdf");
+    return {note};
+}
+
+// Heap at the peak, the resource included, in resource sizes.
+void ReportPeak(benchmark::State& state, std::size_t resource, std::size_t baseline, std::size_t peak,
+                std::size_t document) {
+    state.counters["resource_MiB"] = static_cast<double>(resource) / kMiB;
+    if (document > 0)
+        state.counters["document_MiB"] = static_cast<double>(document) / kMiB;
+    state.counters["peak_MiB"] = static_cast<double>(peak - baseline + resource) / kMiB;
+    state.counters["copies"] =
+        static_cast<double>(peak - baseline + resource) / static_cast<double>(resource);
+}
+
+void BM_BuildExportDocumentPeak(benchmark::State& state) {
+    const std::size_t resource = 25 * kMiB;
+    const NoteList notes = NoteWithResource(resource);
+    std::size_t baseline = 0, peak = 0, document = 0;
+    for (auto _ : state) {
+        baseline = g_inUse.load();
+        g_peak.store(baseline);
+        const std::string bytes = BuildExportDocument(notes);
+        benchmark::DoNotOptimize(bytes.data());
+        peak = g_peak.load();
+        document = bytes.size();
+    }
+    ReportPeak(state, resource, baseline, peak, document);
+}
+BENCHMARK(BM_BuildExportDocumentPeak)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+int g_sent = 0;
+int CountSend(Ui::WindowHandle, const char*, std::uint32_t length, std::int32_t) {
+    g_sent += length > 0;
+    return kSendDelivered;
+}
+
+// The whole export: build, dump into the log folder, hand over (to a counting stand-in).
+void BM_BuildAndSendExportPeak(benchmark::State& state) {
+    const std::size_t resource = 25 * kMiB;
+    const NoteList notes = NoteWithResource(resource);
+    std::size_t baseline = 0, peak = 0;
+    for (auto _ : state) {
+        baseline = g_inUse.load();
+        g_peak.store(baseline);
+        BuildAndSendExport(notes, false, &CountSend);
+        peak = g_peak.load();
+    }
+    ReportPeak(state, resource, baseline, peak, 0);
+    state.counters["sent"] = g_sent;
+}
+BENCHMARK(BM_BuildAndSendExportPeak)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // The dump goes to the log folder; keep it out of the user's own.
+    const auto folder = std::filesystem::temp_directory_path() / "tx-bench-export";
+    std::filesystem::create_directories(folder);
+    ::setenv("XDG_STATE_HOME", folder.string().c_str(), 1);
+
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+    return 0;
+}

@@ -1,0 +1,321 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/Exceptions.h"
+#include "core/FileSystem.h"
+#include "core/Log.h"
+#include "core/UserInterface.h"
+#include "notes/ExportDocument.h"
+
+namespace Tessarix::Notes {
+namespace {
+
+// The document's frame, byte for byte: the byte-order mark that the format requires, then the
+// declaration and DOCTYPE as XmlLite writes them (Wine xmllite writer tests, test_WriteRaw and
+// test_WriteDocType), each on its own line.
+const std::string kProlog = "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+                            "<!DOCTYPE tx-clipper-export PUBLIC \"tx-clipper-export\" "
+                            "\"http://xml.tessarix.com/pub/tessarix-clipper-export.dtd\">\r\n";
+
+std::shared_ptr<CNote> MakeNote(std::u16string title, std::u16string content, MetadataList metadata = {}) {
+    auto note = std::make_shared<CNote>();
+    note->SetTitle(title);
+    note->SetContent(content);
+    note->GetMetadata() = std::move(metadata);
+    return note;
+}
+
+CResource MakeResource(std::string bytes, std::u16string mime, std::u16string url) {
+    return CResource(u"ref", std::move(mime), StringUTF8::Copy(bytes), std::move(url));
+}
+
+// The text between <tag> and </tag> of the first such element.
+std::string ElementText(const std::string& document, const std::string& tag) {
+    const auto open = document.find("<" + tag + ">");
+    const auto close = document.find("</" + tag + ">", open);
+    if (open == std::string::npos || close == std::string::npos)
+        return "<missing>";
+    return document.substr(open + tag.size() + 2, close - open - tag.size() - 2);
+}
+
+// A bit-by-bit encoder to hold the table-driven one against.
+std::string ReferenceBase64(const std::string& bytes) {
+    static const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    unsigned bits = 0, count = 0;
+    for (unsigned char c : bytes) {
+        bits = (bits << 8) | c;
+        count += 8;
+        while (count >= 6)
+            out.push_back(alphabet[(bits >> (count -= 6)) & 63]);
+    }
+    if (count > 0)
+        out.push_back(alphabet[(bits << (6 - count)) & 63]);
+    while (out.size() % 4)
+        out.push_back('=');
+    return out;
+}
+
+TEST(ExportDocumentTest, Base64) {
+    EXPECT_EQ(Base64Encode("ABCD", 4), "QUJDRA==");
+    // RFC 4648, section 10: the empty input and every tail length.
+    const char* vectors[][2] = {{"", ""},
+                                {"f", "Zg=="},
+                                {"fo", "Zm8="},
+                                {"foo", "Zm9v"},
+                                {"foob", "Zm9vYg=="},
+                                {"fooba", "Zm9vYmE="},
+                                {"foobar", "Zm9vYmFy"}};
+    for (const auto& v : vectors)
+        EXPECT_EQ(Base64Encode(v[0], std::strlen(v[0])), v[1]) << v[0];
+
+    // Every byte value, and lengths around the encoder's 12-byte steps.
+    std::mt19937 random(7);
+    std::string bytes;
+    for (int i = 0; i < 256 * 3; ++i)
+        bytes.push_back(static_cast<char>(i % 3 ? random() : i / 3));
+    for (std::size_t length : {1u, 11u, 12u, 13u, 23u, 24u, 25u, 26u, 767u, 768u})
+        EXPECT_EQ(Base64Encode(bytes.data(), length), ReferenceBase64(bytes.substr(0, length))) << length;
+
+    const std::string large(3 * 1024 * 1024 + 1, '\xA5');
+    const std::string encoded = Base64Encode(large.data(), large.size());
+    EXPECT_EQ(encoded.size(), Base64Length(large.size()));
+    EXPECT_EQ(encoded, ReferenceBase64(large));
+}
+
+TEST(ExportDocumentTest, ZeroNotesGiveAnEmptyRoot) {
+    EXPECT_EQ(BuildExportDocument({}), kProlog + "<tx-clipper-export></tx-clipper-export>");
+}
+
+// Layout from Wine's xmllite writer tests: indentation and full end tags (test_indentation,
+// test_WriteString, test_WriteFullEndElement), escaping (test_WriteString); the CDATA section kept
+// on its element's line is our choice (docs/export-document.md).
+TEST(ExportDocumentTest, FullNote) {
+    auto note = MakeNote(u"Lunch & <plans>", u"<p>Hi \u00E9</p>",
+                         {CMetadata(u"source", u"mail"), CMetadata(u"created", u"2011-03-07T13:05:09.042Z"),
+                          CMetadata(u"source-url", u"http://x/?a=1&b=2"), CMetadata(u"author", u"Ann"),
+                          CMetadata(u"author", u"Bob")});
+    note->GetResources().push_back(
+        MakeResource("ABCD", u"image/png", u"file:///C:/Outlook/Attachments/a.png"));
+    note->GetResources().back().SetFileName(u"a.png");
+    note->GetResources().push_back(MakeResource(std::string("\x00\xFF\x10", 3), u"application/x-y", u""));
+
+    EXPECT_EQ(BuildExportDocument({note}),
+              kProlog + "<tx-clipper-export>\r\n"
+                        "  <note>\r\n"
+                        "    <title>Lunch &amp; &lt;plans&gt;</title>\r\n"
+                        "    <content><![CDATA[<p>Hi \xC3\xA9</p>]]></content>\r\n"
+                        "    <created>2011-03-07T13:05:09.042Z</created>\r\n"
+                        "    <note-attributes>\r\n"
+                        "      <author>Ann</author>\r\n"
+                        "      <source>mail</source>\r\n"
+                        "      <source-url>http://x/?a=1&amp;b=2</source-url>\r\n"
+                        "    </note-attributes>\r\n"
+                        "    <resource>\r\n"
+                        "      <data encoding=\"base64\">QUJDRA==</data>\r\n"
+                        "      <mime>image/png</mime>\r\n"
+                        "      <resource-attributes>\r\n"
+                        "        <source-url>file:///C:/Outlook/Attachments/a.png</source-url>\r\n"
+                        "        <file-name>a.png</file-name>\r\n"
+                        "      </resource-attributes>\r\n"
+                        "    </resource>\r\n"
+                        "    <resource>\r\n"
+                        "      <data encoding=\"base64\">AP8Q</data>\r\n"
+                        "      <mime>application/x-y</mime>\r\n"
+                        "      <resource-attributes>\r\n"
+                        "        <source-url></source-url>\r\n"
+                        "        <file-name></file-name>\r\n"
+                        "      </resource-attributes>\r\n"
+                        "    </resource>\r\n"
+                        "  </note>\r\n"
+                        "</tx-clipper-export>");
+}
+
+std::string IsoUtc(const Platform::SystemTime& t) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", t.year, t.month, t.day, t.hour,
+                  t.minute, t.second, t.milliseconds);
+    return text;
+}
+
+TEST(ExportDocumentTest, NoteWithoutMetadataIsCreatedNow) {
+    const std::string before = IsoUtc(Platform::UtcTime());
+    const std::string document = BuildExportDocument({MakeNote(u"", u""), MakeNote(u"t", u"c")});
+    const std::string after = IsoUtc(Platform::UtcTime());
+
+    const std::string created = ElementText(document, "created");
+    EXPECT_TRUE(std::regex_match(created, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)")))
+        << created;
+    EXPECT_LE(before, created);
+    EXPECT_GE(after, created);
+    const std::string first = "  <note>\r\n"
+                              "    <title></title>\r\n"
+                              "    <content><![CDATA[]]></content>\r\n"
+                              "    <created>" +
+                              created +
+                              "</created>\r\n    <note-attributes></note-attributes>\r\n  </note>\r\n";
+    EXPECT_NE(document.find(kProlog + "<tx-clipper-export>\r\n" + first + "  <note>\r\n    <title>t</title>"),
+              std::string::npos)
+        << document;
+}
+
+TEST(ExportDocumentTest, TitleCharactersAndContentMarkers) {
+    // U+0001 and a lone surrogate become blanks; a pair outside the BMP stays one character, in
+    // UTF-8 (test_WriteString). The content is split as in test_WriteCData.
+    auto note = MakeNote(u"a\u0001b\xDC00"
+                         u"c\U0001F600",
+                         u"x]]>y\U0001D11E]]>");
+    const std::string document = BuildExportDocument({note});
+    EXPECT_EQ(ElementText(document, "title"), "a b c\xF0\x9F\x98\x80");
+    EXPECT_EQ(ElementText(document, "content"),
+              "<![CDATA[x]]]]><![CDATA[>y\xF0\x9D\x84\x9E]]]]><![CDATA[>]]>");
+}
+
+#ifndef _WIN32
+// The process logger writes to the per-user log folder: natively a temporary folder, chosen before
+// anything can construct the logger and removed at exit, after the logger has closed its file.
+struct TemporaryLogHome {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("tx-export-" + std::to_string(std::random_device()()));
+    TemporaryLogHome() {
+        std::filesystem::create_directories(path);
+        ::setenv("XDG_STATE_HOME", path.string().c_str(), 1);
+    }
+    ~TemporaryLogHome() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
+const TemporaryLogHome kLogHome;
+#endif
+
+class BuildAndSendTest : public ::testing::Test, private Ui::IUserInterface {
+protected:
+    void SetUp() override {
+        Logger& log = Logger::Instance();
+        if (!log.HasFileNamePattern())
+            log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
+        ASSERT_TRUE(log.IsOpen());
+        logFile_ = log.Directory() + log.CurrentFileName();
+        logOffset_ = Platform::FileSize(logFile_);
+        dumpFile_ = log.Directory() + u"TXCEData.xml";
+        Platform::DeleteFile(dumpFile_);
+        sends_.clear();
+        result_ = kSendDelivered;
+        Ui::Install(this);
+    }
+    void TearDown() override { Ui::Install(nullptr); }
+
+    // The messages logged since SetUp, with their level word, without the time stamp.
+    std::vector<std::string> LoggedMessages() const {
+        std::string text = Platform::ReadFile(logFile_).value_or("").substr(logOffset_);
+        const Logger& log = Logger::Instance();
+        if (log.Directory() + log.CurrentFileName() != logFile_)
+            text += Platform::ReadFile(log.Directory() + log.CurrentFileName()).value_or("");
+        std::vector<std::string> messages;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t end = text.find('\n', at);
+            std::string line = text.substr(at, end - at);
+            at = end == std::string::npos ? text.size() : end + 1;
+            while (!line.empty() && line.back() == '\r')
+                line.pop_back();
+            const std::size_t stamp = line.find(' ', line.find(' ') + 1); // "MM/DD/YYYY hh:mm:ss:mmmm "
+            if (stamp != std::string::npos)
+                messages.push_back(line.substr(stamp + 1));
+        }
+        return messages;
+    }
+
+    struct Send {
+        Ui::WindowHandle sender;
+        std::string bytes;
+        std::int32_t shift;
+    };
+    static int RecordSend(Ui::WindowHandle sender, const char* bytes, std::uint32_t length,
+                          std::int32_t shift) {
+        sends_.push_back({sender, std::string(bytes, length), shift});
+        return result_;
+    }
+
+    static inline std::vector<Send> sends_;
+    static inline int result_ = kSendDelivered;
+    static constexpr Ui::WindowHandle kFocus = 0x5150;
+    std::u16string logFile_, dumpFile_;
+    std::uint64_t logOffset_ = 0;
+
+private:
+    Ui::CursorHandle CurrentCursor() override { return 0; }
+    void ShowWaitCursor() override {}
+    void RestoreCursor(Ui::CursorHandle) override {}
+    bool IsShiftDown() override { return false; }
+    void ShowMessage(const std::u16string&, const std::u16string&) override {}
+    Ui::WindowHandle FocusWindow() override { return kFocus; }
+};
+
+TEST_F(BuildAndSendTest, DumpsAndSendsTheSameBytesAndLogsEachStep) {
+    const NoteList notes{MakeNote(u"t", u"c", {CMetadata(u"created", u"2011-03-07T13:05:09.042Z")})};
+    BuildAndSendExport(notes, true, &RecordSend);
+    ASSERT_EQ(sends_.size(), 1u);
+    EXPECT_EQ(sends_[0].sender, kFocus);
+    EXPECT_EQ(sends_[0].shift, 1);
+    EXPECT_EQ(sends_[0].bytes, BuildExportDocument(notes));
+    EXPECT_EQ(Platform::ReadFile(dumpFile_).value_or("<no dump>"), sends_[0].bytes);
+    EXPECT_EQ(LoggedMessages(),
+              (std::vector<std::string>{"Info: Start build TXCE data.", "Info: TXCE data created.",
+                                        "Info: Created TXCE data dump.",
+                                        "Info: Sending TXCE data, SHIFT pressed.", "Info: Txce data sent."}));
+
+    logOffset_ = Platform::FileSize(logFile_);
+    BuildAndSendExport({}, false, &RecordSend);
+    ASSERT_EQ(sends_.size(), 2u);
+    EXPECT_EQ(sends_[1].shift, 0);
+    EXPECT_EQ(LoggedMessages()[3], "Info: Sending TXCE data, SHIFT not pressed.");
+}
+
+TEST_F(BuildAndSendTest, FailedHandOffRaisesItsResult) {
+    for (int code : {kSendNothingToSend, kSendNoClient, kSendRefused}) {
+        result_ = code;
+        logOffset_ = Platform::FileSize(logFile_);
+        try {
+            BuildAndSendExport({}, false, &RecordSend);
+            ADD_FAILURE() << "no exception for " << code;
+        } catch (const SendTxceException& e) {
+            EXPECT_EQ(e.ResultCode(), code);
+        }
+        const auto messages = LoggedMessages();
+        ASSERT_FALSE(messages.empty());
+        EXPECT_EQ(messages.back(), "Info: Sending TXCE data, SHIFT not pressed.");
+    }
+    EXPECT_EQ(sends_.size(), 3u);
+}
+
+TEST_F(BuildAndSendTest, FailuresWhileBuildingSendAndDumpNothing) {
+    // A bad character in "author" is the writer's failure, raised as its HRESULT.
+    const NoteList badAuthor{MakeNote(u"t", u"c", {CMetadata(u"author", u"a\u0001")})};
+    try {
+        BuildAndSendExport(badAuthor, false, &RecordSend);
+        ADD_FAILURE() << "no exception";
+    } catch (HResult hr) {
+        EXPECT_EQ(hr, HResultFrom(0xC00CEE2Bu));
+    }
+    // An empty note pointer, even after a good note.
+    EXPECT_THROW(BuildAndSendExport({MakeNote(u"t", u"c"), nullptr}, false, &RecordSend),
+                 std::invalid_argument);
+
+    EXPECT_TRUE(sends_.empty());
+    EXPECT_FALSE(Platform::ReadFile(dumpFile_).has_value());
+    EXPECT_EQ(LoggedMessages(),
+              (std::vector<std::string>{"Info: Start build TXCE data.", "Info: Start build TXCE data."}));
+}
+
+} // namespace
+} // namespace Tessarix::Notes
