@@ -13,8 +13,8 @@ using CursorHandle = std::uintptr_t; // HCURSOR on Windows, 0 elsewhere
 class IUserInterface {
 public:
     virtual ~IUserInterface() = default;
-    virtual CursorHandle CurrentCursor() = 0;           // GetCursor
-    virtual void ShowWaitCursor() = 0;                  // SetCursor(LoadCursorW(IDC_WAIT))
+    virtual CursorHandle CurrentCursor() = 0;            // GetCursor
+    virtual void ShowWaitCursor() = 0;                   // SetCursor(LoadCursorW(IDC_WAIT))
     virtual void RestoreCursor(CursorHandle cursor) = 0; // SetCursor
     virtual bool IsShiftDown() = 0;                      // GetAsyncKeyState(VK_SHIFT) high bit
     // A box with no owner and the plain OK style.
@@ -26,5 +26,12 @@ public:
 IUserInterface& Current();
 // Installs `ui` (not owned) until Install(nullptr) restores the platform's own.
 void Install(IUserInterface* ui);
+
+// The platform's own user interface (core/win, core/posix).
+IUserInterface& PlatformUserInterface();
+
+// POSIX has no keyboard state to sample: a command-line tool sets what SHIFT means for its clips.
+// On Windows the key itself is read and this has no effect.
+void SetShiftFromCommandLine(bool pressed);
 
 } // namespace Tessarix::Ui

@@ -1,0 +1,225 @@
+// The clip driver with a recording user interface and a recording send: the order of a clip, the
+// SHIFT sample, the cursor, and the one log line and one box of every kind of failure.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+
+#include "ClipActionTestSupport.h"
+#include "core/EnglishTexts.h"
+#include "core/Exceptions.h"
+#include "core/LocalizedStrings.h"
+#include "core/Utf.h"
+#include "notes/ExportDocument.h"
+
+namespace Tessarix::Testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char16_t kNotLoadedText[] =
+    u"Tessarix cannot create a note from this web page because it is not fully "
+    u"loaded.\nPlease wait until the page is loaded and try again.";
+
+class ClipDriver : public ::testing::Test {
+protected:
+    void SetUp() override {
+        PrepareProcessLog();
+        PrepareEnglishTexts();
+        SendRecorder::Reset();
+        RemoveDump();
+    }
+    RecordingUi& Ui() { return installed_.ui; }
+
+private:
+    InstalledUi installed_;
+};
+
+TEST_F(ClipDriver, DeliversTheNotesInOrderWithShiftSampledOnceAtTheStart) {
+    const Notes::NoteList notes = SampleNotes();
+    Ui().shift = true;
+    LogWatch log;
+    std::vector<std::string> linesAtGetNotes;
+    std::size_t restoredAtSend = 99;
+    SendRecorder::during = [&] {
+        restoredAtSend = Ui().restored.size();
+    };
+    ScriptedAction action(
+        [&] {
+            linesAtGetNotes = log.Lines("Info");
+            Ui().shift = false; // released while the clip runs
+            return notes;
+        },
+        &SendRecorder::Send);
+
+    action.Execute();
+
+    ASSERT_EQ(SendRecorder::sent.size(), 1u);
+    EXPECT_EQ(SendRecorder::sent[0].shift, 1);
+    EXPECT_EQ(SendRecorder::sent[0].sender, RecordingUi::kFocus);
+    EXPECT_EQ(SendRecorder::sent[0].bytes, Notes::BuildExportDocument(notes));
+    EXPECT_EQ(ReadDump(), SendRecorder::sent[0].bytes);
+    EXPECT_EQ(Ui().shiftSamples, 1);
+
+    EXPECT_EQ(Ui().waitCursorShown, 1);
+    EXPECT_EQ(restoredAtSend, 0u) << "the wait cursor must stay up while the document is sent";
+    EXPECT_THAT(Ui().restored, ElementsAre(RecordingUi::kArrow));
+    EXPECT_THAT(Ui().boxes, IsEmpty());
+
+    EXPECT_THAT(linesAtGetNotes, ElementsAre("Info: ClipAction::DoExecute get notes"));
+    const auto info = log.Lines("Info");
+    const auto at = [&](const std::string& line) {
+        return std::find(info.begin(), info.end(), line) - info.begin();
+    };
+    const auto getNotes = at("Info: ClipAction::DoExecute get notes");
+    const auto addTo = at("Info: ClipAction::DoExecute add to tessarix");
+    const auto building = at("Info: Start build TXCE data.");
+    const auto complete = at("Info: ClipAction::DoExecute complete");
+    ASSERT_LT(complete, static_cast<std::ptrdiff_t>(info.size())) << ::testing::PrintToString(info);
+    EXPECT_LT(getNotes, addTo);
+    EXPECT_LT(addTo, building);
+    EXPECT_LT(building, complete);
+    EXPECT_EQ(complete, static_cast<std::ptrdiff_t>(info.size()) - 1)
+        << "nothing is logged after the clip ends";
+    EXPECT_THAT(log.Lines("Critical"), IsEmpty());
+}
+
+TEST_F(ClipDriver, ShiftUpAtTheStartSendsZeroEvenIfPressedLater) {
+    Ui().shift = false;
+    ScriptedAction action(
+        [&] {
+            Ui().shift = true;
+            return SampleNotes();
+        },
+        &SendRecorder::Send);
+    action.Execute();
+    ASSERT_EQ(SendRecorder::sent.size(), 1u);
+    EXPECT_EQ(SendRecorder::sent[0].shift, 0);
+}
+
+// One failure: where it comes from and what the user and the log must show.
+struct Failure {
+    const char* name;
+    std::function<Notes::NoteList()> notes;
+    int sendResult = 0;
+    std::string criticalLine;
+    std::u16string boxText;
+    std::u16string boxCaption;
+    bool sent = false; // whether a document reached the send operation
+};
+
+void PrintTo(const Failure& failure, std::ostream* out) {
+    *out << failure.name;
+}
+
+std::vector<Failure> Failures() {
+    const std::u16string tooLarge = kNoteTooLargeMessage;
+    return {
+        {"PageNotLoaded", []() -> Notes::NoteList { throw CanNotCreateNoteException(u"page still loading"); },
+         0, "Critical: CanNotCreateNoteException is thrown, msg - page still loading.", kNotLoadedText,
+         u"Tessarix can not create note"},
+        {"NoteTooLarge", []() -> Notes::NoteList { throw NoteContentSizeExceededException(); }, 0,
+         "Critical: BaseException(unknown type) is thrown, msg - Tessarix cannot create the note because it "
+         "is too "
+         "large. Please select a part of the content and try clipping again..",
+         tooLarge, u"Error message"},
+        {"AttachmentsTooLarge",
+         []() -> Notes::NoteList { throw AttachmentSizeLimitExceededException(u"Attachments too large"); }, 0,
+         "Critical: BaseException(unknown type) is thrown, msg - Attachments too large.",
+         u"Attachments too large", u"Error message"},
+        {"ClientNotRunning", [] { return SampleNotes(); }, 2,
+         "Critical: BaseException(unknown type) is thrown, msg - " + std::string(TX_TEXT_EN_107) + ".",
+         u"" TX_TEXT_EN_107, u"Error message", true},
+        {"ClientRefused", [] { return SampleNotes(); }, 3,
+         "Critical: BaseException(unknown type) is thrown, msg - " + std::string(TX_TEXT_EN_108) + ".",
+         u"" TX_TEXT_EN_108, u"Error message", true},
+        {"HResultFromGetNotes", []() -> Notes::NoteList { throw kE_FAIL; }, 0,
+         "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
+         u"Unexpected error"},
+        {"HResultFromTheWriter", [] { return Notes::NoteList{NoteWithAuthor(u"Ann\u0001")}; }, 0,
+         "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
+         u"Unexpected error"},
+        {"EmptyNotePointer", [] { return Notes::NoteList{nullptr}; }, 0, "Critical: Unexpected error occurs.",
+         u"Unexpected error during note creation.", u"Unexpected error"},
+        {"LockFailureText", []() -> Notes::NoteList { throw std::u16string(u"Cannot lock stream memory"); },
+         0, "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
+         u"Unexpected error"},
+        {"StandardException", []() -> Notes::NoteList { throw std::bad_alloc(); }, 0,
+         "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
+         u"Unexpected error"},
+    };
+}
+
+class ClipFailure : public ClipDriver, public ::testing::WithParamInterface<Failure> {};
+
+TEST_P(ClipFailure, IsLoggedOnceShownOnceAndLeavesTheWaitCursor) {
+    const Failure& failure = GetParam();
+    SendRecorder::Reset(failure.sendResult);
+    LogWatch log;
+    ScriptedAction action(failure.notes, &SendRecorder::Send);
+
+    action.Execute(); // returns: nothing reaches the host
+
+    EXPECT_THAT(log.Lines("Critical"), ElementsAre(failure.criticalLine));
+    EXPECT_THAT(Ui().boxes, ElementsAre(RecordingUi::Box{failure.boxText, failure.boxCaption}));
+    EXPECT_EQ(Ui().waitCursorShown, 1);
+    EXPECT_THAT(Ui().restored, IsEmpty()) << "the cursor is restored only after a clip that succeeded";
+    EXPECT_EQ(SendRecorder::sent.size(), failure.sent ? 1u : 0u);
+    const auto info = log.Lines("Info");
+    EXPECT_EQ(std::count(info.begin(), info.end(), "Info: ClipAction::DoExecute complete"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryKind, ClipFailure, ::testing::ValuesIn(Failures()),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST_F(ClipDriver, PageNotLoadedBuildsNoExport) {
+    LogWatch log;
+    ScriptedAction action([]() -> Notes::NoteList { throw CanNotCreateNoteException(u"busy"); },
+                          &SendRecorder::Send);
+    action.Execute();
+    EXPECT_THAT(log.Lines("Info"), ElementsAre("Info: ClipAction::DoExecute get notes"));
+    EXPECT_EQ(ReadDump(), "");
+    EXPECT_THAT(SendRecorder::sent, IsEmpty());
+}
+
+TEST_F(ClipDriver, RefusedDocumentWasStillDumped) {
+    SendRecorder::Reset(Notes::kSendRefused);
+    ScriptedAction action([] { return SampleNotes(); }, &SendRecorder::Send);
+    action.Execute();
+    ASSERT_EQ(SendRecorder::sent.size(), 1u);
+    EXPECT_EQ(ReadDump(), SendRecorder::sent[0].bytes);
+}
+
+TEST_F(ClipDriver, FailedReportDoesNotEscapeToTheHost) {
+    LogWatch log;
+    int shown = 0;
+    Ui().onMessage = [&] {
+        if (++shown == 1)
+            throw std::bad_alloc();
+    };
+    ScriptedAction action([]() -> Notes::NoteList { throw kE_FAIL; }, &SendRecorder::Send);
+    action.Execute();
+    EXPECT_THAT(log.Lines("Critical"),
+                ElementsAre("Critical: Unexpected error occurs.", "Critical: SEH error occurs."));
+    EXPECT_EQ(Ui().boxes.size(), 2u);
+    EXPECT_EQ(Ui().boxes.back(),
+              (RecordingUi::Box{u"Unexpected error during note creation.", u"Unexpected error"}));
+}
+
+TEST(SendTxceException, TakesItsMessageFromTheResultCode) {
+    PrepareEnglishTexts();
+    const std::pair<int, std::u16string> expected[] = {
+        {1, u"" TX_TEXT_EN_111}, {2, u"" TX_TEXT_EN_107}, {3, u"" TX_TEXT_EN_108},
+        {0, u"" TX_TEXT_EN_110}, {4, u"" TX_TEXT_EN_110}, {-1, u"" TX_TEXT_EN_110},
+    };
+    for (const auto& [code, text] : expected) {
+        const SendTxceException e(code);
+        EXPECT_EQ(e.GetMessage(), text) << "code " << code;
+        EXPECT_EQ(e.ResultCode(), code);
+    }
+}
+
+} // namespace
+} // namespace Tessarix::Testing

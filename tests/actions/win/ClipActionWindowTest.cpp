@@ -1,0 +1,235 @@
+// A clip end to end under Wine: the real hand-off to a real receiving window on another thread,
+// and every failure path with its log line and box.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include "../ClipActionTestSupport.h"
+#include "core/EnglishTexts.h"
+#include "core/Exceptions.h"
+#include "notes/ExportDocument.h"
+
+namespace Tessarix::Testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct Delivery {
+    WPARAM sender = 0;
+    ULONG_PTR flag = 0;
+    std::string bytes;
+};
+
+// A desktop client: a top-level window that answers "TXCLIPPER_PING" with 64 and WM_COPYDATA with
+// `copyDataAnswer`, keeping what it was given.
+class Receiver {
+public:
+    explicit Receiver(LRESULT copyDataAnswer) : copyDataAnswer_(copyDataAnswer) {
+        std::promise<HWND> created;
+        auto window = created.get_future();
+        thread_ = std::thread([this, &created] { Run(created); });
+        window_ = window.get();
+    }
+    ~Receiver() { Stop(); }
+    Receiver(const Receiver&) = delete;
+    Receiver& operator=(const Receiver&) = delete;
+
+    bool Running() const { return window_ != nullptr; }
+    std::vector<Delivery> Stop() {
+        if (thread_.joinable()) {
+            PostMessageW(window_, WM_CLOSE, 0, 0);
+            thread_.join();
+        }
+        std::lock_guard guard(lock_);
+        return deliveries_;
+    }
+
+private:
+    static constexpr wchar_t kClass[] = L"TessarixClipActionTestClient";
+
+    void Run(std::promise<HWND>& created) {
+        ping_ = RegisterWindowMessageW(L"TXCLIPPER_PING");
+        WNDCLASSW type{};
+        type.lpfnWndProc = &Receiver::Procedure;
+        type.hInstance = GetModuleHandleW(nullptr);
+        type.lpszClassName = kClass;
+        RegisterClassW(&type); // an earlier receiver may have registered it
+        const HWND window = CreateWindowExW(0, kClass, L"client", WS_OVERLAPPED, 0, 0, 10, 10, nullptr,
+                                            nullptr, type.hInstance, this);
+        created.set_value(window);
+        if (!window)
+            return;
+        MSG message;
+        while (GetMessageW(&message, nullptr, 0, 0) > 0)
+            DispatchMessageW(&message);
+    }
+
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+        if (message == WM_NCCREATE)
+            SetWindowLongPtrW(
+                window, GWLP_USERDATA,
+                reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams));
+        auto* self = reinterpret_cast<Receiver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (self && self->ping_ != 0 && message == self->ping_)
+            return 64;
+        if (self && message == WM_COPYDATA) {
+            const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+            std::lock_guard guard(self->lock_);
+            self->deliveries_.push_back(
+                {wParam, data->dwData, std::string(static_cast<const char*>(data->lpData), data->cbData)});
+            return self->copyDataAnswer_;
+        }
+        if (message == WM_DESTROY)
+            PostQuitMessage(0);
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+
+    LRESULT copyDataAnswer_;
+    UINT ping_ = 0;
+    HWND window_ = nullptr;
+    std::thread thread_;
+    std::mutex lock_;
+    std::vector<Delivery> deliveries_;
+};
+
+class ClipToWindow : public ::testing::Test {
+protected:
+    void SetUp() override {
+        PrepareProcessLog();
+        PrepareEnglishTexts();
+        RemoveDump();
+    }
+    RecordingUi& Ui() { return installed_.ui; }
+
+private:
+    InstalledUi installed_;
+};
+
+TEST_F(ClipToWindow, DeliversTheExactDocumentToTheClient) {
+    Receiver client(1);
+    ASSERT_TRUE(client.Running());
+    const Notes::NoteList notes = SampleNotes();
+    Ui().shift = true;
+    LogWatch log;
+    ScriptedAction action([&] {
+        Ui().shift = false;
+        return notes;
+    });
+    action.Execute();
+
+    const auto deliveries = client.Stop();
+    ASSERT_EQ(deliveries.size(), 1u);
+    EXPECT_EQ(deliveries[0].bytes, Notes::BuildExportDocument(notes));
+    EXPECT_EQ(deliveries[0].bytes, ReadDump());
+    EXPECT_EQ(deliveries[0].bytes.rfind("\xEF\xBB\xBF<?xml", 0), 0u);
+    EXPECT_EQ(deliveries[0].flag, 1u);
+    EXPECT_EQ(deliveries[0].sender, RecordingUi::kFocus);
+    EXPECT_THAT(Ui().boxes, IsEmpty());
+    EXPECT_THAT(Ui().restored, ElementsAre(RecordingUi::kArrow));
+    EXPECT_THAT(log.Lines("Critical"), IsEmpty());
+    EXPECT_THAT(log.Lines("Info"), ::testing::Contains("Info: ClipAction::DoExecute complete"));
+}
+
+struct Path {
+    const char* name;
+    std::function<Notes::NoteList()> notes;
+    bool clientRunning = true;
+    LRESULT copyDataAnswer = 1;
+    std::string criticalLine;
+    std::u16string boxText;
+    std::u16string boxCaption;
+    std::size_t delivered = 0;
+};
+
+void PrintTo(const Path& path, std::ostream* out) {
+    *out << path.name;
+}
+
+int* volatile nowhere = nullptr;
+
+std::vector<Path> FailurePaths() {
+    const std::u16string unexpected = u"Unexpected error during note creation.";
+    return {
+        {"ClientMissing", [] { return SampleNotes(); }, false, 1,
+         "Critical: BaseException(unknown type) is thrown, msg - " TX_TEXT_EN_107 ".", u"" TX_TEXT_EN_107,
+         u"Error message"},
+        {"ClientRefusing", [] { return SampleNotes(); }, true, 0,
+         "Critical: BaseException(unknown type) is thrown, msg - " TX_TEXT_EN_108 ".", u"" TX_TEXT_EN_108,
+         u"Error message", 1},
+        {"WriterHResult", [] { return Notes::NoteList{NoteWithAuthor(u"A\u0001")}; }, true, 1,
+         "Critical: Unexpected error occurs.", unexpected, u"Unexpected error"},
+        {"BaseException", []() -> Notes::NoteList { throw NoteContentSizeExceededException(); }, true, 1,
+         "Critical: BaseException(unknown type) is thrown, msg - Tessarix cannot create the note because it "
+         "is too "
+         "large. Please select a part of the content and try clipping again..",
+         kNoteTooLargeMessage, u"Error message"},
+        {"PageNotLoaded", []() -> Notes::NoteList { throw CanNotCreateNoteException(u"loading"); }, true, 1,
+         "Critical: CanNotCreateNoteException is thrown, msg - loading.",
+         u"Tessarix cannot create a note from this web page because it is not fully loaded.\nPlease wait "
+         u"until the "
+         u"page is loaded and try again.",
+         u"Tessarix can not create note"},
+        {"AccessViolation",
+         []() -> Notes::NoteList {
+             *nowhere = 1;
+             return {};
+         },
+         true, 1, "Critical: SEH error occurs.", unexpected, u"Unexpected error"},
+    };
+}
+
+class ClipToWindowFails : public ClipToWindow, public ::testing::WithParamInterface<Path> {};
+
+TEST_P(ClipToWindowFails, WithItsLogLineAndBox) {
+    const Path& path = GetParam();
+    std::optional<Receiver> client;
+    if (path.clientRunning) {
+        client.emplace(path.copyDataAnswer);
+        ASSERT_TRUE(client->Running());
+    }
+    LogWatch log;
+    ScriptedAction action(path.notes);
+    action.Execute();
+
+    EXPECT_THAT(log.Lines("Critical"), ElementsAre(path.criticalLine));
+    EXPECT_THAT(Ui().boxes, ElementsAre(RecordingUi::Box{path.boxText, path.boxCaption}));
+    EXPECT_THAT(Ui().restored, IsEmpty());
+    if (client) {
+        EXPECT_EQ(client->Stop().size(), path.delivered);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryPath, ClipToWindowFails, ::testing::ValuesIn(FailurePaths()),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+// The platform's own seam, except the box (a modal box would wait for a click that never comes).
+TEST(WindowsUserInterface, WaitCursorAndShift) {
+    Ui::IUserInterface& ui = Ui::PlatformUserInterface();
+    const HCURSOR arrow = LoadCursorW(nullptr, IDC_ARROW);
+    SetCursor(arrow);
+    const Ui::CursorHandle before = ui.CurrentCursor();
+    EXPECT_EQ(before, reinterpret_cast<Ui::CursorHandle>(arrow));
+    ui.ShowWaitCursor();
+    EXPECT_EQ(GetCursor(), LoadCursorW(nullptr, IDC_WAIT));
+    ui.RestoreCursor(before);
+    EXPECT_EQ(GetCursor(), arrow);
+
+    INPUT shift{};
+    shift.type = INPUT_KEYBOARD;
+    shift.ki.wVk = VK_SHIFT;
+    ASSERT_EQ(SendInput(1, &shift, sizeof shift), 1u);
+    const bool down = ui.IsShiftDown();
+    shift.ki.dwFlags = KEYEVENTF_KEYUP;
+    ASSERT_EQ(SendInput(1, &shift, sizeof shift), 1u);
+    EXPECT_TRUE(down);
+    EXPECT_FALSE(ui.IsShiftDown());
+}
+
+} // namespace
+} // namespace Tessarix::Testing
