@@ -1,0 +1,209 @@
+#include "attachments/AttachProcessor.h"
+
+#include "attachments/Attachment.h"
+#include "core/Exceptions.h"
+#include "core/Format.h"
+#include "core/Log.h"
+#include "wrappers/HtmlFragments.h"
+
+namespace Tessarix {
+
+namespace {
+
+constexpr std::u16string_view kPrefixes[] = {u"", u"cid:", kAttachmentUrlPrefix};
+
+// Every occurrence, left to right, without looking again at what a removal joins.
+std::u16string RemoveAll(std::u16string_view text, std::u16string_view part) {
+    std::u16string result;
+    result.reserve(text.size());
+    std::size_t from = 0;
+    for (std::size_t at = text.find(part); at != std::u16string_view::npos; at = text.find(part, from)) {
+        result.append(text.substr(from, at - from));
+        from = at + part.size();
+    }
+    result.append(text.substr(from));
+    return result;
+}
+
+// Log messages are formats themselves: a value's own percent signs must survive them.
+std::u16string LiteralForLog(std::u16string_view text) {
+    std::u16string result;
+    result.reserve(text.size());
+    for (const char16_t c : text) {
+        result += c;
+        if (c == u'%')
+            result += u'%';
+    }
+    return result;
+}
+
+} // namespace
+
+// ---- AttachProcessor ----
+
+AttachProcessor::AttachProcessor(std::shared_ptr<Notes::INote> note, std::vector<std::u16string> unresolved)
+    : note_(std::move(note)), unresolved_(std::move(unresolved)) {
+    CallTracer tracer(u"AttachProcessor::Ctor");
+}
+
+AttachProcessor::~AttachProcessor() {
+    CallTracer tracer(u"AttachProcessor::Dtor");
+}
+
+bool AttachProcessor::IsHidden(const AttachmentPtr& attachment) {
+    CallTracer tracer(u"AttachProcessor::IsHidden");
+    if (!attachment)
+        return false;
+    const std::u16string id = attachment->GetID();
+    for (const auto prefix : kPrefixes) {
+        if (Attachments::MatchesUnresolved(unresolved_, id, prefix))
+            return false;
+    }
+    return attachment->IsHidden();
+}
+
+bool AttachProcessor::GetEmbeddedName(const AttachmentPtr& attachment, std::u16string& name) {
+    CallTracer tracer(u"AttachProcessor::GetEmbeddedName");
+    const std::u16string id = attachment->GetID();
+    name.clear();
+    for (const auto prefix : kPrefixes) {
+        if (name.empty() && Attachments::MatchesUnresolved(unresolved_, id, prefix)) {
+            name = prefix;
+            name += id;
+        }
+    }
+    return !name.empty();
+}
+
+void AttachProcessor::AttachAsEmbedded(const AttachmentPtr& attachment, const std::u16string& name) {
+    CallTracer tracer(u"AttachProcessor::AttachAsEmbedded");
+    Log().Info(u"  > Processed as embedded");
+    StringUTF8 bytes;
+    attachment->LoadContentTo(bytes);
+    // The address is the content's own reference, so the serializer finds the resource by it.
+    Notes::CResource resource(u"", attachment->GetMimeType(), bytes, name);
+    resource.SetFileName(attachment->GetID());
+    note_->GetResources().push_back(std::move(resource));
+}
+
+void AttachProcessor::AttachAsStandaloneAttachment(const AttachmentPtr& attachment) {
+    CallTracer tracer(u"AttachProcessor::AttachAsStandaloneAttachment");
+    Log().Info(u"  > Processed as normal attachment");
+    StringUTF8 bytes;
+    attachment->LoadContentTo(bytes);
+    std::u16string address = kAttachmentUrlPrefix;
+    address += attachment->GetFileName();
+    note_->GetResources().emplace_back(u"", attachment->GetMimeType(), bytes, address);
+}
+
+// ---- AttachAll ----
+
+AttachAll::AttachAll(std::shared_ptr<Notes::INote> note, std::vector<std::u16string> unresolved)
+    : AttachProcessor(std::move(note), std::move(unresolved)) {
+    CallTracer tracer(u"AttachAll::Ctor");
+}
+
+AttachAll::~AttachAll() {
+    CallTracer tracer(u"AttachAll::Dtor");
+}
+
+void AttachAll::Attach(const AttachmentPtr& attachment) {
+    CallTracer tracer(u"AttachAll::Attach");
+    if (!attachment || IsHidden(attachment))
+        return;
+    std::u16string name;
+    if (GetEmbeddedName(attachment, name)) {
+        AttachAsEmbedded(attachment, name);
+    } else {
+        AttachAsStandaloneAttachment(attachment);
+    }
+}
+
+// ---- AttachOnlyEmbedded ----
+
+AttachOnlyEmbedded::AttachOnlyEmbedded(std::shared_ptr<Notes::INote> note,
+                                       std::vector<std::u16string> unresolved)
+    : AttachProcessor(std::move(note), std::move(unresolved)) {
+    CallTracer tracer(u"AttachOnlyEmbedded::Ctor");
+}
+
+AttachOnlyEmbedded::~AttachOnlyEmbedded() {
+    CallTracer tracer(u"AttachOnlyEmbedded::Dtor");
+}
+
+void AttachOnlyEmbedded::Attach(const AttachmentPtr& attachment) {
+    CallTracer tracer(u"AttachOnlyEmbedded::Attach");
+    if (!attachment)
+        return;
+    std::u16string name;
+    if (GetEmbeddedName(attachment, name)) {
+        AttachAsEmbedded(attachment, name);
+    } else {
+        Log().Info(u"  > Ignored");
+    }
+}
+
+// ---- the attachment loop ----
+
+namespace Attachments {
+
+bool MatchesUnresolved(const std::vector<std::u16string>& unresolved, const std::u16string& id,
+                       std::u16string_view prefix) {
+    if (prefix.empty()) {
+        for (const auto& entry : unresolved) {
+            if (entry == id)
+                return true;
+        }
+        return false;
+    }
+    const std::u16string bareId = RemoveAll(id, prefix);
+    for (const auto& entry : unresolved) {
+        if (RemoveAll(entry, prefix) == bareId)
+            return true;
+    }
+    return false;
+}
+
+AttachmentList Collect(Automation::IObject* attachments) {
+    AttachmentList list;
+    if (!attachments)
+        return list;
+    const std::int32_t count = Automation::GetInt(*attachments, u"Count");
+    Log().Info(Format(u"  Count of attachments: %d", count));
+    AttachmentUtils utils;
+    for (std::int32_t i = 1; i <= count; ++i) {
+        const auto item = Automation::AsObject(Automation::CallMethod(*attachments, u"Item", {i}));
+        if (auto wrapped = utils.Wrap(item))
+            list.push_back(std::move(wrapped));
+    }
+    return list;
+}
+
+void Process(const AttachmentList& attachments, AttachProcessor& processor) {
+    const std::size_t count = attachments.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto& attachment = attachments[i];
+        const std::uint32_t size = attachment->GetSize();
+        if (size == 0)
+            continue;
+        if (size > kMaxAttachmentSize) {
+            Log().Error(u"   > Size Limit Exceeded");
+            throw AttachmentSizeLimitExceededException(
+                Format(u"Tessarix cannot create the note because the attachment \"%s\" is larger than 25 MB.",
+                       attachment->GetFileName()));
+        }
+        Log().Info(Format(u"   %d/%d: %s (%s)", i, count, LiteralForLog(attachment->GetFileName()),
+                          LiteralForLog(attachment->GetMimeType())));
+        processor.Attach(attachment);
+    }
+}
+
+void AddAll(Automation::IObject* attachments, AttachProcessor& processor) {
+    if (!attachments)
+        return;
+    Process(Collect(attachments), processor);
+}
+
+} // namespace Attachments
+
+} // namespace Tessarix

@@ -1,0 +1,242 @@
+#include "attachments/Attachment.h"
+
+#include <limits>
+
+#include "core/Format.h"
+#include "core/Log.h"
+#include "notes/MimeSniffer.h"
+#include "wrappers/MapiProperties.h"
+
+namespace Tessarix {
+
+namespace {
+constexpr std::uint32_t kAbsent = 0xFFFFFFFF;
+constexpr char16_t kUntitledAttachment[] = u"untitled attachment";
+constexpr char16_t kOctetStream[] = u"application/octet-stream";
+} // namespace
+
+// ---- Attachment ----
+
+Attachment::Attachment(Mapi::PropPtr attach) : attach_(std::move(attach)) {
+    CallTracer tracer(u"Attachment::Ctor");
+}
+
+Attachment::~Attachment() {
+    CallTracer tracer(u"Attachment::Dtor");
+}
+
+bool Attachment::IsEmbededImage() {
+    CallTracer tracer(u"Attachment::IsEmbededImage()");
+    std::u16string mime = GetMimeType();
+    if (mime.empty()) {
+        StringUTF8 content;
+        LoadContentTo(content);
+        // Nothing to sniff in no bytes.
+        if (!content.Empty())
+            mime = Notes::SniffMime(content.View());
+    }
+    mime = Notes::NormaliseMime(std::move(mime));
+    return mime.find(u"image") != std::u16string::npos;
+}
+
+std::int32_t Attachment::GetRenderPosition() {
+    CallTracer tracer(u"Attachment::GetRenderPosition()");
+    return static_cast<std::int32_t>(
+        Global::GetLongProperty(attach_.get(), Mapi::kPR_RENDERING_POSITION, kAbsent));
+}
+
+bool Attachment::IsHidden() {
+    CallTracer tracer(u"Attachment::IsHidden()");
+    return Global::GetBoolProperty(attach_.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false);
+}
+
+std::u16string Attachment::GetLocation() {
+    CallTracer tracer(u"Attachment::GetLocation()");
+    return Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_CONTENT_LOCATION);
+}
+
+std::u16string Attachment::GetCid() {
+    CallTracer tracer(u"Attachment::GetCid()");
+    return Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_CONTENT_ID);
+}
+
+std::u16string Attachment::GetFileName() {
+    CallTracer tracer(u"Attachment::GetFileName()");
+    std::u16string name = Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_LONG_FILENAME);
+    if (name.empty())
+        name = Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_FILENAME);
+    return name;
+}
+
+std::u16string Attachment::GetMimeType() {
+    CallTracer tracer(u"Attachment::GetMimeType()");
+    return Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_MIME_TAG);
+}
+
+std::shared_ptr<Mapi::IPropStream> Attachment::OpenAsStream() {
+    CallTracer tracer(u"Attachment::OpenAsStream()");
+    const std::uint32_t method = Global::GetLongProperty(attach_.get(), Mapi::kPR_ATTACH_METHOD, kAbsent);
+    if (method == kAbsent)
+        return nullptr;
+    std::shared_ptr<Mapi::IPropStream> stream;
+    if (method == Mapi::kATTACH_BY_VALUE) {
+        if (Failed(attach_->OpenStream(Mapi::kPR_ATTACH_DATA_BIN, stream)))
+            return nullptr;
+        return stream;
+    }
+    if (method == Mapi::kATTACH_OLE) {
+        std::shared_ptr<Mapi::IPropStorage> storage;
+        if (Failed(attach_->OpenStorage(Mapi::kPR_ATTACH_DATA_OBJ, storage)) || !storage)
+            return nullptr;
+        if (Failed(storage->OpenStream(u"CONTENTS", stream)))
+            return nullptr;
+        return stream;
+    }
+    return nullptr;
+}
+
+std::u16string Attachment::GetID() {
+    CallTracer tracer(u"Attachment::GetID()");
+    if (std::u16string cid = GetCid(); !cid.empty())
+        return cid;
+    if (std::u16string name = GetFileName(); !name.empty() && name != kUntitledAttachment)
+        return name;
+    return Format(u"cid:%d", GetRenderPosition());
+}
+
+std::uint32_t Attachment::GetSize() {
+    CallTracer tracer(u"Attachment::GetSize()");
+    const auto stream = OpenAsStream();
+    if (!stream)
+        return 0;
+    std::uint64_t size = 0;
+    if (Failed(stream->Size(size)))
+        return 0;
+    // Clamped, not truncated, so that a huge content still fails the size limit.
+    return size > std::numeric_limits<std::uint32_t>::max() ? std::numeric_limits<std::uint32_t>::max()
+                                                            : static_cast<std::uint32_t>(size);
+}
+
+void Attachment::LoadContentTo(StringUTF8& buffer) {
+    CallTracer tracer(u"Attachment::LoadContentTo()");
+    buffer = StringUTF8();
+    const auto stream = OpenAsStream();
+    if (!stream)
+        return;
+    ThrowIfFailed(Mapi::ReadWholeStream(*stream, buffer));
+}
+
+// ---- EmbededMessage ----
+
+EmbededMessage::EmbededMessage(Automation::ObjectPtr attachment) : attachment_(std::move(attachment)) {
+    CallTracer tracer(u"EmbededMessage::Ctor");
+}
+
+EmbededMessage::~EmbededMessage() {
+    CallTracer tracer(u"EmbededMessage::Dtor");
+}
+
+bool EmbededMessage::IsHidden() {
+    CallTracer tracer(u"EmbededMessage::IsHidden()");
+    Mapi::PropPtr prop;
+    if (Failed(attachment_->GetMapiObject(Mapi::kIID_IMAPIProp, prop))) {
+        Log().Error(u"get_MAPIOBJECT() failed in EmbededMessage::IsHidden()!");
+        return false;
+    }
+    return Global::GetBoolProperty(prop.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false);
+}
+
+bool EmbededMessage::IsEmbededImage() {
+    CallTracer tracer(u"EmbededMessage::IsEmbededImage()");
+    return false;
+}
+
+std::u16string EmbededMessage::GetFileName() {
+    CallTracer tracer(u"EmbededMessage::GetFileName()");
+    return Automation::GetString(*attachment_, u"FileName");
+}
+
+std::u16string EmbededMessage::GetCid() {
+    CallTracer tracer(u"EmbededMessage::GetCid()");
+    return {};
+}
+
+std::u16string EmbededMessage::GetMimeType() {
+    CallTracer tracer(u"EmbededMessage::GetMimeType()");
+    return kOctetStream;
+}
+
+std::u16string EmbededMessage::GetID() {
+    CallTracer tracer(u"EmbededMessage::GetID()");
+    return {};
+}
+
+std::int32_t EmbededMessage::GetRenderPosition() {
+    return -1;
+}
+
+std::uint32_t EmbededMessage::GetSize() {
+    CallTracer tracer(u"EmbededMessage::GetSize()");
+    Mapi::PropPtr prop;
+    if (Failed(attachment_->GetMapiObject(Mapi::kIID_IMAPIProp, prop))) {
+        Log().Error(u"get_MAPIOBJECT() failed in EmbededMessage::GetSize()!");
+        // 0 skips the attachment; 0xFFFFFFFF would fail the clip as too large, which it is not.
+        return 0;
+    }
+    return Global::GetLongProperty(prop.get(), Mapi::kPR_ATTACH_SIZE, kAbsent);
+}
+
+void EmbededMessage::LoadContentTo(StringUTF8& buffer) {
+    CallTracer tracer(u"EmbededMessage::LoadContentTo()");
+    DataStorageAdapter adapter(attachment_);
+    Utils::LoadData(adapter, buffer);
+}
+
+// ---- DataStorageAdapter ----
+
+DataStorageAdapter::DataStorageAdapter(Automation::ObjectPtr attachment)
+    : attachment_(std::move(attachment)) {
+    CallTracer tracer(u"DataStorageAdapter::Ctor");
+}
+
+DataStorageAdapter::~DataStorageAdapter() {
+    CallTracer tracer(u"DataStorageAdapter::Dtor)");
+}
+
+void DataStorageAdapter::SaveTo(const std::u16string& path) {
+    CallTracer tracer(u"DataStorageAdapter::SaveTo()");
+    if (!attachment_)
+        throw kE_POINTER;
+    Automation::CallMethod(*attachment_, u"SaveAsFile", {Automation::Value(path)});
+}
+
+// ---- AttachmentUtils ----
+
+AttachmentUtils::AttachmentUtils() {
+    CallTracer tracer(u"AttachmentUtils::Ctor");
+}
+
+AttachmentUtils::~AttachmentUtils() {
+    CallTracer tracer(u"AttachmentUtils::Dtor");
+}
+
+AttachmentPtr AttachmentUtils::Wrap(const Automation::ObjectPtr& outlookAttachment) {
+    CallTracer tracer(u"AttachmentUtils::Wrap()");
+    if (!outlookAttachment)
+        return nullptr;
+    Mapi::PropPtr attach;
+    if (Failed(outlookAttachment->GetMapiObject(Mapi::kIID_IAttachment, attach)) || !attach) {
+        Log().Error(u"get_MAPIOBJECT() failed in AttachmentUtils::Wrap()!");
+        return nullptr;
+    }
+    if (Global::IsEmbededMessage(attach.get()))
+        return std::make_shared<EmbededMessage>(outlookAttachment);
+    return std::make_shared<Attachment>(std::move(attach));
+}
+
+bool Global::IsEmbededMessage(Mapi::IProp* attach) {
+    CallTracer tracer(u"Global::IsEmbededMessage()");
+    return Global::GetLongProperty(attach, Mapi::kPR_ATTACH_METHOD, kAbsent) == Mapi::kATTACH_EMBEDDED_MSG;
+}
+
+} // namespace Tessarix

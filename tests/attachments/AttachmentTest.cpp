@@ -1,0 +1,271 @@
+#include "attachments/Attachment.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "core/FileSystem.h"
+#include "support/ItemFakes.h"
+#include "support/ItemLog.h"
+
+namespace Tessarix {
+namespace {
+
+using Testing::FakeMapiProp;
+using Testing::FakeObject;
+using Testing::FakeStorage;
+using Testing::FakeStream;
+using Testing::ItemLog;
+
+const std::string
+    kPng("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01\x08\x06\0\0\0\x1f\x15\xc4\x89"
+         "\0\0\0\nIDATx\x9c\x63\0\x01\0\0\x05\0\x01\x0d\x0a\x2d\xb4\0\0\0\0IEND\xae\x42\x60\x82",
+         67);
+
+// A by-value attachment over `content`.
+std::shared_ptr<FakeMapiProp> ByValue(const std::string& content) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    prop->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_BY_VALUE);
+    prop->streams[Mapi::kPR_ATTACH_DATA_BIN] = std::make_shared<FakeStream>(content, 7);
+    return prop;
+}
+
+bool Contains(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+TEST(Attachment, IdIsTheContentIdThenTheFileNameThenTheRenderingPosition) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    Attachment attachment(prop);
+
+    EXPECT_EQ(attachment.GetID(), u"cid:-1");
+    prop->Set(Mapi::kPR_RENDERING_POSITION, std::uint32_t{3});
+    EXPECT_EQ(attachment.GetID(), u"cid:3");
+    prop->Set(Mapi::kPR_ATTACH_FILENAME, std::u16string(u"untitled attachment"));
+    EXPECT_EQ(attachment.GetID(), u"cid:3");
+    prop->Set(Mapi::kPR_ATTACH_FILENAME, std::u16string(u"Untitled attachment"));
+    EXPECT_EQ(attachment.GetID(), u"Untitled attachment");
+    prop->Set(Mapi::kPR_ATTACH_CONTENT_ID, std::u16string(u"image001.png@01CB"));
+    EXPECT_EQ(attachment.GetID(), u"image001.png@01CB");
+}
+
+TEST(Attachment, FileNamePrefersTheLongName) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    prop->Set(Mapi::kPR_ATTACH_FILENAME, std::u16string(u"QUARTE~1.PDF"));
+    Attachment attachment(prop);
+    EXPECT_EQ(attachment.GetFileName(), u"QUARTE~1.PDF");
+    prop->Set(Mapi::kPR_ATTACH_LONG_FILENAME, std::u16string(u"Quarterly report.pdf"));
+    EXPECT_EQ(attachment.GetFileName(), u"Quarterly report.pdf");
+}
+
+TEST(Attachment, PropertiesAndTheirDefaults) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    Attachment attachment(prop);
+    EXPECT_EQ(attachment.GetRenderPosition(), -1);
+    EXPECT_FALSE(attachment.IsHidden());
+    EXPECT_EQ(attachment.GetCid(), u"");
+    EXPECT_EQ(attachment.GetMimeType(), u"");
+    EXPECT_EQ(attachment.GetLocation(), u"");
+
+    prop->Set(Mapi::kPR_RENDERING_POSITION, std::uint32_t{0})
+        .Set(Mapi::kPR_ATTACHMENT_HIDDEN, true)
+        .Set(Mapi::kPR_ATTACH_MIME_TAG, std::u16string(u"image/gif"))
+        .Set(Mapi::kPR_ATTACH_CONTENT_LOCATION, std::u16string(u"http://x.org/a.gif"));
+    EXPECT_EQ(attachment.GetRenderPosition(), 0);
+    EXPECT_TRUE(attachment.IsHidden());
+    EXPECT_EQ(attachment.GetMimeType(), u"image/gif");
+    EXPECT_EQ(attachment.GetLocation(), u"http://x.org/a.gif");
+}
+
+TEST(Attachment, ByValueContentIsReadWhole) {
+    const std::string content(100000, 'x');
+    Attachment attachment(ByValue(content));
+    EXPECT_EQ(attachment.GetSize(), 100000u);
+    StringUTF8 bytes;
+    attachment.LoadContentTo(bytes);
+    EXPECT_EQ(bytes.View(), content);
+}
+
+TEST(Attachment, OleContentIsTheContentsStreamOfItsStorage) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    prop->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_OLE);
+    auto storage = std::make_shared<FakeStorage>();
+    storage->streams[u"\x01Ole"] = "header";
+    storage->streams[u"CONTENTS"] = "ole bytes";
+    prop->storages[Mapi::kPR_ATTACH_DATA_OBJ] = storage;
+    Attachment attachment(prop);
+
+    EXPECT_EQ(attachment.GetSize(), 9u);
+    StringUTF8 bytes;
+    attachment.LoadContentTo(bytes);
+    EXPECT_EQ(bytes.View(), "ole bytes");
+
+    storage->streams.erase(u"CONTENTS");
+    EXPECT_EQ(attachment.GetSize(), 0u);
+}
+
+TEST(Attachment, OtherMethodsHaveNoContent) {
+    for (const std::uint32_t method : {2u /* by reference */, 5u /* embedded message */, 7u, 0xFFFFFFFFu}) {
+        auto prop = ByValue("bytes that are not reached");
+        prop->Set(Mapi::kPR_ATTACH_METHOD, method);
+        Attachment attachment(prop);
+        EXPECT_EQ(attachment.GetSize(), 0u) << method;
+        StringUTF8 bytes = StringUTF8::Copy("stale");
+        attachment.LoadContentTo(bytes);
+        EXPECT_TRUE(bytes.Empty()) << method;
+        EXPECT_TRUE(prop->openedStreams.empty()) << method;
+    }
+
+    auto unopenable = std::make_shared<FakeMapiProp>();
+    unopenable->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_BY_VALUE);
+    EXPECT_EQ(Attachment(unopenable).GetSize(), 0u);
+}
+
+TEST(Attachment, HugeContentIsClampedAndAFailedReadRaised) {
+    auto prop = ByValue("abc");
+    auto stream = std::make_shared<FakeStream>("abc");
+    stream->reportedSize = (std::uint64_t{1} << 32) + 5;
+    prop->streams[Mapi::kPR_ATTACH_DATA_BIN] = stream;
+    EXPECT_EQ(Attachment(prop).GetSize(), 0xFFFFFFFFu);
+
+    auto broken = std::make_shared<FakeStream>("abc");
+    broken->readResult = kE_FAIL;
+    prop->streams[Mapi::kPR_ATTACH_DATA_BIN] = broken;
+    Attachment attachment(prop);
+    StringUTF8 bytes;
+    EXPECT_THROW(attachment.LoadContentTo(bytes), HResult);
+}
+
+TEST(Attachment, PicturesAreKnownByTheirTagOrTheirBytes) {
+    EXPECT_TRUE(Attachment(ByValue(kPng)).IsEmbededImage()); // no tag: sniffed
+
+    auto tagged = ByValue("not really a picture");
+    tagged->Set(Mapi::kPR_ATTACH_MIME_TAG, std::u16string(u"image/x-png"));
+    EXPECT_TRUE(Attachment(tagged).IsEmbededImage());
+
+    auto pdf = ByValue(kPng);
+    pdf->Set(Mapi::kPR_ATTACH_MIME_TAG, std::u16string(u"application/pdf"));
+    EXPECT_FALSE(Attachment(pdf).IsEmbededImage());
+
+    EXPECT_FALSE(Attachment(ByValue("Dear Ann,\nthe numbers are up.\n")).IsEmbededImage());
+    EXPECT_FALSE(Attachment(std::make_shared<FakeMapiProp>()).IsEmbededImage());
+}
+
+// An Outlook attachment object whose MAPI object is `prop`.
+std::shared_ptr<FakeObject> OutlookAttachment(std::shared_ptr<FakeMapiProp> prop, std::u16string fileName) {
+    auto object = std::make_shared<FakeObject>();
+    object->Set(u"FileName", std::move(fileName));
+    object->mapiObject = std::move(prop);
+    return object;
+}
+
+TEST(EmbededMessage, AnAttachedMessageIsAStandaloneOctetStream) {
+    auto prop = std::make_shared<FakeMapiProp>();
+    prop->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_EMBEDDED_MSG);
+    EmbededMessage message(OutlookAttachment(prop, u"Re: numbers.msg"));
+
+    EXPECT_EQ(message.GetFileName(), u"Re: numbers.msg");
+    EXPECT_EQ(message.GetMimeType(), u"application/octet-stream");
+    EXPECT_EQ(message.GetCid(), u"");
+    EXPECT_EQ(message.GetID(), u"");
+    EXPECT_EQ(message.GetRenderPosition(), -1);
+    EXPECT_FALSE(message.IsEmbededImage());
+    EXPECT_FALSE(message.IsHidden());
+    EXPECT_EQ(message.GetSize(), 0xFFFFFFFFu);
+
+    prop->Set(Mapi::kPR_ATTACH_SIZE, std::uint32_t{4096}).Set(Mapi::kPR_ATTACHMENT_HIDDEN, true);
+    EXPECT_EQ(message.GetSize(), 4096u);
+    EXPECT_TRUE(message.IsHidden());
+}
+
+TEST(EmbededMessage, AnUnreadableMapiObjectIsLoggedAndGivesDefaults) {
+    auto object = OutlookAttachment(std::make_shared<FakeMapiProp>(), u"a.msg");
+    object->mapiObjectResult = kE_FAIL;
+    EmbededMessage message(object);
+    ItemLog log;
+
+    EXPECT_FALSE(message.IsHidden());
+    EXPECT_EQ(message.GetSize(), 0u);
+    EXPECT_EQ(log.Messages(), (std::vector<std::string>{
+                                  "Error: get_MAPIOBJECT() failed in EmbededMessage::IsHidden()!",
+                                  "Error: get_MAPIOBJECT() failed in EmbededMessage::GetSize()!",
+                              }));
+}
+
+TEST(EmbededMessage, ContentIsWhatSaveAsFileWrites) {
+    auto object = OutlookAttachment(std::make_shared<FakeMapiProp>(), u"a.msg");
+    std::u16string savedTo;
+    object->methods[u"SaveAsFile"] = [&](std::span<const Automation::Value> args, Automation::Value&) {
+        savedTo = std::get<std::u16string>(args[0]);
+        return Platform::WriteFile(savedTo, std::string("\xD0\xCF\x11\xE0 message", 12)) ? kS_OK : kE_FAIL;
+    };
+    EmbededMessage message(object);
+    ItemLog log;
+
+    StringUTF8 bytes;
+    message.LoadContentTo(bytes);
+    EXPECT_EQ(bytes.View(), std::string_view("\xD0\xCF\x11\xE0 message", 12));
+    EXPECT_FALSE(savedTo.empty());
+    EXPECT_FALSE(Platform::ReadFile(savedTo).has_value()) << "the temporary file is removed";
+
+    const auto lines = log.Lines();
+    EXPECT_TRUE(Contains(lines, "Debug: DataStorageAdapter::Ctor call begin"));
+    EXPECT_TRUE(Contains(lines, "Debug: DataStorageAdapter::SaveTo() call end"));
+    EXPECT_TRUE(Contains(lines, "Debug: DataStorageAdapter::Dtor) call end"));
+}
+
+TEST(DataStorageAdapter, AFailedSaveRaisesItsHResult) {
+    auto object = std::make_shared<FakeObject>();
+    const HResult denied = HResultFrom(0x80070005u);
+    object->methods[u"SaveAsFile"] = [&](std::span<const Automation::Value>, Automation::Value&) {
+        return denied;
+    };
+    DataStorageAdapter adapter(object);
+    try {
+        adapter.SaveTo(u"/nowhere/x.msg");
+        FAIL() << "no exception";
+    } catch (HResult hr) {
+        EXPECT_EQ(hr, denied);
+    }
+    EXPECT_EQ(object->calls, (std::vector<std::u16string>{u"SaveAsFile"}));
+}
+
+TEST(AttachmentUtils, WrapChoosesByTheAttachMethod) {
+    AttachmentUtils utils;
+    auto embedded = std::make_shared<FakeMapiProp>();
+    embedded->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_EMBEDDED_MSG);
+    auto object = OutlookAttachment(embedded, u"a.msg");
+    const AttachmentPtr message = utils.Wrap(object);
+    ASSERT_NE(message, nullptr);
+    EXPECT_NE(dynamic_cast<EmbededMessage*>(message.get()), nullptr);
+    EXPECT_EQ(object->mapiRequests.front(), Mapi::kIID_IAttachment);
+
+    const AttachmentPtr file = utils.Wrap(OutlookAttachment(ByValue("abc"), u"a.txt"));
+    ASSERT_NE(file, nullptr);
+    EXPECT_NE(dynamic_cast<Attachment*>(file.get()), nullptr);
+    EXPECT_EQ(file->GetSize(), 3u);
+
+    EXPECT_TRUE(Global::IsEmbededMessage(embedded.get()));
+    EXPECT_FALSE(Global::IsEmbededMessage(ByValue("").get()));
+    EXPECT_FALSE(Global::IsEmbededMessage(nullptr));
+}
+
+TEST(AttachmentUtils, AnAttachmentWithoutAMapiObjectIsLeftOutWithALine) {
+    AttachmentUtils utils;
+    auto unreadable = OutlookAttachment(ByValue("abc"), u"a.txt");
+    unreadable->mapiObjectResult = kE_FAIL;
+    auto notAnAttachment = OutlookAttachment(ByValue("abc"), u"b.txt");
+    notAnAttachment->mapiInterfaces = {Mapi::kIID_IMAPIProp};
+    ItemLog log;
+
+    EXPECT_EQ(utils.Wrap(unreadable), nullptr);
+    EXPECT_EQ(utils.Wrap(notAnAttachment), nullptr);
+    EXPECT_EQ(utils.Wrap(nullptr), nullptr);
+    EXPECT_EQ(log.Messages(), (std::vector<std::string>{
+                                  "Error: get_MAPIOBJECT() failed in AttachmentUtils::Wrap()!",
+                                  "Error: get_MAPIOBJECT() failed in AttachmentUtils::Wrap()!",
+                              }));
+}
+
+} // namespace
+} // namespace Tessarix

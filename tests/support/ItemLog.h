@@ -1,0 +1,99 @@
+#pragma once
+// Reads back what the process log received during a test: the lines after the stamp, e.g.
+// "Error: HrGetOneProp() failed in GetLongProperty()!".
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/FileSystem.h"
+#include "core/Log.h"
+#include "core/Utf.h"
+
+namespace Tessarix::Testing {
+
+// Opens the process log on "OLClipper" files; natively in a temporary state folder that is set
+// before the logger is first used and removed at exit.
+inline void OpenItemLog() {
+    static const bool opened = [] {
+#ifndef _WIN32
+        namespace fs = std::filesystem;
+        std::string pattern = (fs::temp_directory_path() / "tx-items-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr)
+            return false;
+        static const std::string folder = pattern;
+        // Registered before the logger exists, so it runs after the logger has closed its file.
+        std::atexit([] {
+            std::error_code ignored;
+            fs::remove_all(folder, ignored);
+        });
+        ::setenv("XDG_STATE_HOME", folder.c_str(), 1);
+#endif
+        Logger& log = Logger::Instance();
+        if (!log.HasFileNamePattern())
+            log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
+        return log.IsOpen();
+    }();
+    ASSERT_TRUE(opened) << "the process log could not be opened";
+}
+
+class ItemLog {
+public:
+    ItemLog() {
+        OpenItemLog();
+        file_ = Current();
+        offset_ = Read(file_).size();
+    }
+
+    // "Level: message" for every line since construction.
+    std::vector<std::string> Lines() const {
+        std::string text = Read(file_);
+        text.erase(0, std::min(offset_, text.size()));
+        if (const auto now = Current(); now != file_)
+            text += Read(now); // rotated meanwhile
+        std::vector<std::string> lines;
+        std::size_t at = 0;
+        while (at < text.size()) {
+            std::size_t end = text.find('\n', at);
+            if (end == std::string::npos)
+                end = text.size();
+            std::string line = text.substr(at, end - at);
+            at = end + 1;
+            if (line.rfind("\xEF\xBB\xBF", 0) == 0)
+                line.erase(0, 3);
+            while (!line.empty() && line.back() == '\r')
+                line.pop_back();
+            constexpr std::size_t kStamp = 25; // "MM/DD/YYYY hh:mm:ss:mmmm "
+            if (line.size() >= kStamp)
+                lines.push_back(line.substr(kStamp));
+        }
+        return lines;
+    }
+
+    // The lines that are not call traces.
+    std::vector<std::string> Messages() const {
+        std::vector<std::string> result;
+        for (auto& line : Lines()) {
+            const bool trace = line.ends_with(" call begin") || line.ends_with(" call end");
+            if (!trace)
+                result.push_back(std::move(line));
+        }
+        return result;
+    }
+
+private:
+    static std::u16string Current() {
+        const Logger& log = Logger::Instance();
+        return log.CurrentFileName().empty() ? std::u16string() : log.Directory() + log.CurrentFileName();
+    }
+    static std::string Read(const std::u16string& path) {
+        return Platform::ReadFile(path).value_or(std::string());
+    }
+
+    std::u16string file_;
+    std::size_t offset_ = 0;
+};
+
+} // namespace Tessarix::Testing

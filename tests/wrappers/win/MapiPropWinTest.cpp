@@ -1,0 +1,180 @@
+// The MAPI property seam over IMAPIProp: properties read by the platform's HrGetOneProp from a
+// MAPI attachment of the test, and the attachment model on top of both Windows adapters.
+#include "core/win/MapiPropWin.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "ComTestObjects.h"
+#include "attachments/Attachment.h"
+#include "core/FileSystem.h"
+#include "core/Utf.h"
+#include "core/win/AutomationWin.h"
+#include "support/ItemFakes.h"
+#include "support/ItemLog.h"
+#include "wrappers/MapiProperties.h"
+
+namespace Tessarix {
+namespace {
+
+using Testing::ItemLog;
+using Testing::TestDispatch;
+using Testing::TestMapiProp;
+
+template <typename T> struct Owned {
+    T* p = new T;
+    ~Owned() { p->Release(); }
+    T* operator->() const { return p; }
+};
+
+TEST(MapiPropWin, GettersReadThroughHrGetOneProp) {
+    Owned<TestMapiProp> mapi;
+    mapi->SetText(Mapi::kPR_ATTACH_LONG_FILENAME, L"Quarterly report \x00e9.pdf");
+    mapi->SetLong(Mapi::kPR_ATTACH_METHOD, 6);
+    mapi->SetBool(Mapi::kPR_ATTACHMENT_HIDDEN, true);
+    mapi->SetTime(Mapi::kPR_START_DATE, FILETIME{0x89ABCDEF, 0x01CABDEF});
+    const auto prop = Win::WrapMapiProp(mapi.p);
+    ItemLog log;
+
+    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_LONG_FILENAME),
+              u"Quarterly report \u00e9.pdf");
+    EXPECT_EQ(Global::GetLongProperty(prop.get(), Mapi::kPR_ATTACH_METHOD, 0xFFFFFFFF), 6u);
+    EXPECT_TRUE(Global::GetBoolProperty(prop.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false));
+    EXPECT_EQ(Global::GetTimeProperty(prop.get(), Mapi::kPR_START_DATE, FileTime{}),
+              (FileTime{0x89ABCDEF, 0x01CABDEF}));
+    EXPECT_TRUE(log.Messages().empty());
+}
+
+TEST(MapiPropWin, AbsentPropertiesAreSilentAndOtherFailuresLogged) {
+    Owned<TestMapiProp> mapi;
+    mapi->Fail(Mapi::kPR_ATTACH_CONTENT_ID, MAPI_E_CALL_FAILED);
+    const auto prop = Win::WrapMapiProp(mapi.p);
+
+    Mapi::PropValue value;
+    EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_MIME_TAG, value), kMAPI_E_NOT_FOUND);
+    EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_CONTENT_ID, value), static_cast<HResult>(MAPI_E_CALL_FAILED));
+
+    ItemLog log;
+    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_MIME_TAG, u"none"), u"none");
+    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_CONTENT_ID, u"none"), u"none");
+    EXPECT_EQ(log.Messages(),
+              (std::vector<std::string>{"Error: HrGetOneProp() failed in GetStringProperty()!"}));
+}
+
+TEST(MapiPropWin, BinaryValuesAndTheReferenceHeld) {
+    Owned<TestMapiProp> mapi;
+    mapi->SetBinary(0x0FFF0102, std::string("\x00\x01\x02\xFF", 4));
+    {
+        const auto prop = Win::WrapMapiProp(mapi.p);
+        EXPECT_EQ(mapi->refs, 2u);
+        Mapi::PropValue value;
+        ASSERT_EQ(prop->GetProp(0x0FFF0102, value), S_OK);
+        EXPECT_EQ(std::get<Mapi::Binary>(value).bytes, std::string("\x00\x01\x02\xFF", 4));
+    }
+    EXPECT_EQ(mapi->refs, 1u);
+    EXPECT_EQ(Win::WrapMapiProp(nullptr), nullptr);
+}
+
+TEST(MapiPropWin, PropertiesOpenAsStreamsAndStorages) {
+    Owned<TestMapiProp> mapi;
+    mapi->SetStream(Mapi::kPR_ATTACH_DATA_BIN, "file bytes");
+    mapi->SetStorage(Mapi::kPR_ATTACH_DATA_OBJ, L"CONTENTS", "ole bytes");
+    const auto prop = Win::WrapMapiProp(mapi.p);
+
+    std::shared_ptr<Mapi::IPropStream> stream;
+    ASSERT_EQ(prop->OpenStream(Mapi::kPR_ATTACH_DATA_BIN, stream), S_OK);
+    StringUTF8 bytes;
+    ASSERT_EQ(Mapi::ReadWholeStream(*stream, bytes), S_OK);
+    EXPECT_EQ(bytes.View(), "file bytes");
+
+    std::shared_ptr<Mapi::IPropStorage> storage;
+    ASSERT_EQ(prop->OpenStorage(Mapi::kPR_ATTACH_DATA_OBJ, storage), S_OK);
+    ASSERT_EQ(storage->OpenStream(u"CONTENTS", stream), S_OK);
+    ASSERT_EQ(Mapi::ReadWholeStream(*stream, bytes), S_OK);
+    EXPECT_EQ(bytes.View(), "ole bytes");
+    EXPECT_TRUE(Failed(storage->OpenStream(u"Other", stream)));
+
+    EXPECT_EQ(prop->OpenStream(Mapi::kPR_HTML, stream), kMAPI_E_NOT_FOUND);
+}
+
+TEST(MapiPropWin, TheNativeBodyNeedsOutlooksMapiAndOneOfItsStreams) {
+    Owned<TestMapiProp> mapi;
+    mapi->SetStream(Mapi::kPR_RTF_COMPRESSED, "compressed");
+    const auto prop = Win::WrapMapiProp(mapi.p);
+    Mapi::NativeBody body;
+
+    Testing::FakeStream foreign("compressed");
+    EXPECT_EQ(prop->WrapCompressedRtf(foreign, 1252, body), E_INVALIDARG);
+
+    HMODULE outlookMapi = LoadLibraryW(L"msmapi32.dll");
+    if (outlookMapi) {
+        FreeLibrary(outlookMapi);
+        GTEST_SKIP() << "Outlook's MAPI is installed here";
+    }
+    std::shared_ptr<Mapi::IPropStream> compressed;
+    ASSERT_EQ(prop->OpenStream(Mapi::kPR_RTF_COMPRESSED, compressed), S_OK);
+    EXPECT_EQ(prop->WrapCompressedRtf(*compressed, 1252, body), Mapi::kE_MOD_NOT_FOUND);
+    EXPECT_EQ(body.stream, nullptr);
+}
+
+// An Outlook attachment of the test whose MAPIOBJECT is `mapi`.
+void ExposeMapiObject(TestDispatch* attachment, TestMapiProp* mapi) {
+    VARIANT v;
+    VariantInit(&v);
+    V_VT(&v) = VT_UNKNOWN;
+    V_UNKNOWN(&v) = mapi;
+    attachment->Property(L"MAPIOBJECT", v);
+}
+
+TEST(MapiPropWin, AnOleAttachmentReadEndToEnd) {
+    Owned<TestDispatch> outlook;
+    Owned<TestMapiProp> mapi;
+    mapi->SetLong(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_OLE);
+    mapi->SetText(Mapi::kPR_ATTACH_FILENAME, L"chart.xls");
+    mapi->SetLong(Mapi::kPR_RENDERING_POSITION, 12);
+    mapi->SetStorage(Mapi::kPR_ATTACH_DATA_OBJ, L"CONTENTS", "spreadsheet");
+    ExposeMapiObject(outlook.p, mapi.p);
+
+    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(outlook.p));
+    ASSERT_NE(attachment, nullptr);
+    EXPECT_EQ(attachment->GetFileName(), u"chart.xls");
+    EXPECT_EQ(attachment->GetID(), u"chart.xls");
+    EXPECT_EQ(attachment->GetRenderPosition(), 12);
+    EXPECT_EQ(attachment->GetSize(), 11u);
+    StringUTF8 bytes;
+    attachment->LoadContentTo(bytes);
+    EXPECT_EQ(bytes.View(), "spreadsheet");
+}
+
+TEST(MapiPropWin, AnAttachedMessageIsSavedThroughTheObjectModel) {
+    Owned<TestDispatch> outlook;
+    Owned<TestMapiProp> mapi;
+    mapi->SetLong(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_EMBEDDED_MSG);
+    mapi->SetLong(Mapi::kPR_ATTACH_SIZE, 2048);
+    ExposeMapiObject(outlook.p, mapi.p);
+    VARIANT name;
+    VariantInit(&name);
+    V_VT(&name) = VT_BSTR;
+    V_BSTR(&name) = SysAllocString(L"Re: numbers.msg");
+    outlook->Property(L"FileName", name);
+    VariantClear(&name);
+    outlook->On(L"SaveAsFile", [](WORD, DISPPARAMS* params, VARIANT*) {
+        if (params->cArgs != 1 || V_VT(&params->rgvarg[0]) != VT_BSTR)
+            return DISP_E_TYPEMISMATCH;
+        const std::u16string path = FromWide(V_BSTR(&params->rgvarg[0]));
+        return Platform::WriteFile(path, "saved message") ? S_OK : E_FAIL;
+    });
+
+    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(outlook.p));
+    ASSERT_NE(attachment, nullptr);
+    EXPECT_EQ(attachment->GetFileName(), u"Re: numbers.msg");
+    EXPECT_EQ(attachment->GetMimeType(), u"application/octet-stream");
+    EXPECT_EQ(attachment->GetSize(), 2048u);
+    StringUTF8 bytes;
+    attachment->LoadContentTo(bytes);
+    EXPECT_EQ(bytes.View(), "saved message");
+}
+
+} // namespace
+} // namespace Tessarix
