@@ -1,0 +1,870 @@
+// The real TessarixOL.dll under Wine: its exports, registration in the Wine prefix's registry,
+// creation through COM, the connection with a scripted Outlook and the ribbon requests.
+#include <windows.h>
+
+#include <objbase.h>
+#include <oleauto.h>
+#include <olectl.h>
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "FakeOutlook.h"
+#include "addin/OfficeInterfaces.h"
+#include "addin/TessarixOL.h"
+#include "core/Utf.h"
+#include "core/win/ComPtr.h"
+#include "core/win/OleTypes.h"
+
+// COM objects are destroyed by their own Release; COM interfaces have no destructors.
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+namespace Tessarix::Addin {
+namespace {
+
+using Win::Bstr;
+using Win::ComPtr;
+
+const std::wstring kClassKey = L"CLSID\\{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}";
+const std::wstring kTypeLibKey = L"TypeLib\\{C31DCD1D-085F-4616-9B0B-D8168D8BA3B8}";
+const std::wstring kCallbackInterfaceKey = L"Interface\\{3DC63DA0-1DE0-4047-A0C9-04F61156A674}";
+const GUID kLibId = {0xC31DCD1D, 0x085F, 0x4616, {0x9B, 0x0B, 0xD8, 0x16, 0x8D, 0x8B, 0xA3, 0xB8}};
+const IID kIID_Application = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+const IID kIID_Explorer = {0x00063003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+// ---------------------------------------------------------------------------------------------
+// The module under test
+
+struct AddinModule {
+    HMODULE module = nullptr;
+    HRESULT(STDAPICALLTYPE* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
+    HRESULT(STDAPICALLTYPE* canUnloadNow)() = nullptr;
+    HRESULT(STDAPICALLTYPE* registerServer)() = nullptr;
+    HRESULT(STDAPICALLTYPE* unregisterServer)() = nullptr;
+    HRESULT(STDAPICALLTYPE* install)(BOOL, LPCWSTR) = nullptr;
+    std::wstring path;
+};
+
+template <typename F> void Bind(HMODULE module, const char* name, F& function) {
+    function = reinterpret_cast<F>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
+
+// The build's path of the DLL, in the form Wine maps the Unix root to (drive Z:).
+std::wstring DllPath() {
+    std::wstring path = reinterpret_cast<const wchar_t*>(FromUtf8(TX_ADDIN_DLL).c_str());
+    if (!path.empty() && path[0] == L'/')
+        path = L"Z:" + path;
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
+
+AddinModule& Dll() {
+    static AddinModule dll = [] {
+        AddinModule d;
+        d.module = ::LoadLibraryW(DllPath().c_str());
+        if (!d.module)
+            return d;
+        Bind(d.module, "DllGetClassObject", d.getClassObject);
+        Bind(d.module, "DllCanUnloadNow", d.canUnloadNow);
+        Bind(d.module, "DllRegisterServer", d.registerServer);
+        Bind(d.module, "DllUnregisterServer", d.unregisterServer);
+        Bind(d.module, "DllInstall", d.install);
+        wchar_t buffer[MAX_PATH];
+        d.path.assign(buffer, ::GetModuleFileNameW(d.module, buffer, MAX_PATH));
+        return d;
+    }();
+    return dll;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Registry and log inspection
+
+bool KeyExists(HKEY root, const std::wstring& path) {
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    ::RegCloseKey(key);
+    return true;
+}
+
+std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr) {
+    wchar_t buffer[1024] = {};
+    DWORD size = sizeof(buffer);
+    if (::RegGetValueW(root, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS) {
+        return L"<missing>";
+    }
+    return buffer;
+}
+
+std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path) {
+    std::vector<std::wstring> names;
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return names;
+    wchar_t name[256];
+    for (DWORD i = 0;; ++i) {
+        DWORD length = 256;
+        if (::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
+        names.emplace_back(name, length);
+    }
+    ::RegCloseKey(key);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The log lines the DLL writes from now on (across a rotation, too).
+class LogCapture {
+public:
+    LogCapture() {
+        for (const auto& [name, size] : Sizes())
+            sizes_[name] = size;
+    }
+
+    std::string Text() const {
+        std::string text;
+        for (const auto& [name, size] : Sizes()) {
+            const auto before = sizes_.find(name);
+            const std::uintmax_t from = before == sizes_.end() ? 0 : before->second;
+            text += Read(name, from);
+        }
+        return text;
+    }
+
+private:
+    static std::wstring Folder() {
+        PWSTR base = nullptr;
+        if (FAILED(::SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &base)))
+            return {};
+        std::wstring folder = std::wstring(base) + L"\\Tessarix\\Tessarix\\Logs\\";
+        ::CoTaskMemFree(base);
+        return folder;
+    }
+
+    // Name order is write order within a day: the date, then the index ("_1", "_2", ... ".txt").
+    static std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> SizesByOrder() {
+        std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> sizes;
+        WIN32_FIND_DATAW data;
+        HANDLE find = ::FindFirstFileW((Folder() + L"OLClipper_*.txt").c_str(), &data);
+        if (find == INVALID_HANDLE_VALUE)
+            return sizes;
+        do {
+            const std::wstring name = data.cFileName;
+            sizes[{name.size(), name}] = (std::uintmax_t(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+        } while (::FindNextFileW(find, &data));
+        ::FindClose(find);
+        return sizes;
+    }
+
+    static std::vector<std::pair<std::wstring, std::uintmax_t>> Sizes() {
+        std::vector<std::pair<std::wstring, std::uintmax_t>> list;
+        for (const auto& [key, size] : SizesByOrder())
+            list.emplace_back(key.second, size);
+        return list;
+    }
+
+    static std::string Read(const std::wstring& name, std::uintmax_t from) {
+        HANDLE file = ::CreateFileW((Folder() + name).c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (file == INVALID_HANDLE_VALUE)
+            return {};
+        LARGE_INTEGER offset;
+        offset.QuadPart = static_cast<LONGLONG>(from);
+        ::SetFilePointerEx(file, offset, nullptr, FILE_BEGIN);
+        std::string bytes;
+        char buffer[65536];
+        DWORD read = 0;
+        while (::ReadFile(file, buffer, sizeof(buffer), &read, nullptr) && read > 0)
+            bytes.append(buffer, read);
+        ::CloseHandle(file);
+        return bytes;
+    }
+
+    std::map<std::wstring, std::uintmax_t> sizes_;
+};
+
+std::size_t Find(const std::string& text, const char* needle) {
+    return text.find(needle);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Scripted Outlook objects
+
+// An automation object with scripted properties that also answers the given interface IDs.
+class FakeDispatch : public IDispatch {
+public:
+    explicit FakeDispatch(std::vector<IID> iids = {}) : iids_(std::move(iids)) {}
+    virtual ~FakeDispatch() = default;
+
+    std::map<std::wstring, std::function<HRESULT(VARIANT*)>> properties;
+    LONG refs = 1;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (!out)
+            return E_POINTER;
+        *out = nullptr;
+        bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch);
+        for (const IID& extra : iids_)
+            known = known || IsEqualIID(iid, extra);
+        if (!known)
+            return E_NOINTERFACE;
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; } // owned by the test
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+        if (count != 1)
+            return E_INVALIDARG;
+        DISPID id = 1;
+        for (const auto& entry : properties) {
+            if (_wcsicmp(entry.first.c_str(), names[0]) == 0) {
+                ids[0] = id;
+                return S_OK;
+            }
+            ++id;
+        }
+        ids[0] = DISPID_UNKNOWN;
+        return DISP_E_UNKNOWNNAME;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS*, VARIANT* result,
+                                     EXCEPINFO*, UINT*) override {
+        if (!(flags & DISPATCH_PROPERTYGET) || id < 1 || id > static_cast<DISPID>(properties.size())) {
+            return DISP_E_MEMBERNOTFOUND;
+        }
+        auto entry = properties.begin();
+        std::advance(entry, id - 1);
+        ::VariantInit(result);
+        return entry->second(result);
+    }
+
+private:
+    std::vector<IID> iids_;
+};
+
+// Outlook as the add-in sees it at connection: no windows open yet.
+struct ScriptedOutlook {
+    Testing::FakeObject application;
+    Testing::FakeObject explorers;
+    Testing::FakeObject inspectors;
+
+    explicit ScriptedOutlook(const std::wstring& version, bool isOutlook = true)
+        : application(isOutlook ? std::vector<IID>{kIID_Application} : std::vector<IID>{}) {
+        using Testing::VariantValue;
+        application.Events(Testing::kIID_ApplicationEvents_11);
+        application.Property(L"Version", VariantValue::Text(version));
+        application.Property(L"Explorers", VariantValue::Object(&explorers));
+        application.Property(L"Inspectors", VariantValue::Object(&inspectors));
+        explorers.Events(Testing::kIID_ExplorersEvents);
+        explorers.Property(L"Count", VariantValue::Int(0));
+        inspectors.Events(Testing::kIID_InspectorsEvents);
+    }
+    IDispatch* Application() { return &application; }
+    // Every subscription the add-in made is gone again.
+    std::size_t Subscriptions() const {
+        return application.Sinks(Testing::kIID_ApplicationEvents_11) +
+               explorers.Sinks(Testing::kIID_ExplorersEvents) +
+               inspectors.Sinks(Testing::kIID_InspectorsEvents);
+    }
+};
+
+class FakeRibbonControl final : public IRibbonControl {
+public:
+    explicit FakeRibbonControl(IDispatch* context) : context_(context) {}
+    LONG refs = 1;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
+            !IsEqualIID(iid, __uuidof(IRibbonControl))) {
+            return E_NOINTERFACE;
+        }
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override {
+        *id = ::SysAllocString(L"Tessarix_MailsButton");
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE get_Context(IDispatch** context) override {
+        *context = context_;
+        if (context_)
+            context_->AddRef();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE get_Tag(BSTR* tag) override {
+        *tag = nullptr;
+        return S_OK;
+    }
+
+private:
+    IDispatch* context_;
+};
+
+class FakeRibbonUI final : public IRibbonUI {
+public:
+    LONG refs = 1;
+    int invalidations = 0;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
+            !IsEqualIID(iid, __uuidof(IRibbonUI))) {
+            return E_NOINTERFACE;
+        }
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invalidate() override {
+        ++invalidations;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE InvalidateControl(BSTR) override { return S_OK; }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Fixtures
+
+class AddinDllTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    static void TearDownTestSuite() { ::CoUninitialize(); }
+
+    void SetUp() override {
+        ASSERT_NE(Dll().module, nullptr) << "cannot load " << ToUtf8(FromWide(DllPath().c_str()));
+        ASSERT_TRUE(Dll().getClassObject && Dll().canUnloadNow && Dll().registerServer &&
+                    Dll().unregisterServer && Dll().install);
+    }
+
+    // Every test releases what it made: the module must then be free to unload.
+    void TearDown() override { EXPECT_EQ(Dll().canUnloadNow(), S_OK); }
+
+    static ComPtr<_IDTExtensibility2> NewConnect() {
+        ComPtr<IClassFactory> factory;
+        EXPECT_EQ(Dll().getClassObject(__uuidof(::Connect), IID_IClassFactory,
+                                       reinterpret_cast<void**>(factory.AddressOf())),
+                  S_OK);
+        ComPtr<_IDTExtensibility2> connect;
+        if (factory) {
+            EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(_IDTExtensibility2),
+                                              reinterpret_cast<void**>(connect.AddressOf())),
+                      S_OK);
+        }
+        return connect;
+    }
+
+    template <typename I> static ComPtr<I> As(const ComPtr<_IDTExtensibility2>& connect) {
+        ComPtr<I> result;
+        EXPECT_EQ(connect.As(result), S_OK);
+        return result;
+    }
+
+    static HRESULT ConnectTo(const ComPtr<_IDTExtensibility2>& connect, IDispatch* application) {
+        return connect->OnConnection(application, ext_cm_Startup, nullptr, nullptr);
+    }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Class objects and unloading
+
+TEST_F(AddinDllTest, UnknownClassIsNotAvailableAndCreatesNothing) {
+    const CLSID unknown = {0x12345678, 0x1234, 0x1234, {1, 2, 3, 4, 5, 6, 7, 8}};
+    void* out = reinterpret_cast<void*>(1);
+    EXPECT_EQ(Dll().getClassObject(unknown, IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    EXPECT_EQ(Dll().getClassObject(__uuidof(::Connect), IID_IClassFactory, nullptr), E_POINTER);
+}
+
+TEST_F(AddinDllTest, OneCachedFactoryHeldReferencesAndServerLocksKeepTheModule) {
+    ComPtr<IClassFactory> first, second;
+    ASSERT_EQ(Dll().getClassObject(__uuidof(::Connect), IID_IClassFactory,
+                                   reinterpret_cast<void**>(first.AddressOf())),
+              S_OK);
+    ASSERT_EQ(
+        Dll().getClassObject(__uuidof(::Connect), IID_IUnknown, reinterpret_cast<void**>(second.AddressOf())),
+        S_OK);
+    EXPECT_EQ(static_cast<IUnknown*>(first.Get()), static_cast<IUnknown*>(second.Get()));
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE);
+    second.Reset();
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE);
+
+    ComPtr<IUnknown> object;
+    EXPECT_EQ(first->CreateInstance(reinterpret_cast<IUnknown*>(first.Get()), IID_IUnknown,
+                                    reinterpret_cast<void**>(object.AddressOf())),
+              CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(first->CreateInstance(nullptr, IID_IClassFactory, reinterpret_cast<void**>(object.AddressOf())),
+              E_NOINTERFACE);
+    EXPECT_EQ(first->LockServer(TRUE), S_OK);
+    first.Reset();
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE); // the server lock alone
+    ComPtr<IClassFactory> again;
+    ASSERT_EQ(Dll().getClassObject(__uuidof(::Connect), IID_IClassFactory,
+                                   reinterpret_cast<void**>(again.AddressOf())),
+              S_OK);
+    EXPECT_EQ(again->LockServer(FALSE), S_OK);
+    again.Reset();
+
+    ComPtr<_IDTExtensibility2> connect = NewConnect();
+    ASSERT_TRUE(connect);
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE); // a live object
+}
+
+// ---------------------------------------------------------------------------------------------
+// Registration
+
+class RegistrationTest : public AddinDllTest {
+protected:
+    void TearDown() override {
+        Dll().unregisterServer();
+        Dll().install(FALSE, L"user");
+        AddinDllTest::TearDown();
+    }
+};
+
+TEST_F(RegistrationTest, RegisterWritesTheClassProgIdsAndTypeLibrary) {
+    ASSERT_EQ(Dll().registerServer(), S_OK);
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"), L"Connect Class");
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, L"TessarixOL.Connect\\CurVer"), L"TessarixOL.Connect.1");
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, L"TessarixOL.Connect.1\\CLSID"),
+              L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, kClassKey), L"Connect Class");
+    EXPECT_EQ(
+        _wcsicmp(StringValue(HKEY_CLASSES_ROOT, kClassKey + L"\\InprocServer32").c_str(), Dll().path.c_str()),
+        0)
+        << ToUtf8(FromWide(StringValue(HKEY_CLASSES_ROOT, kClassKey + L"\\InprocServer32").c_str()));
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, kClassKey + L"\\InprocServer32", L"ThreadingModel"),
+              L"Apartment");
+    EXPECT_EQ(StringValue(HKEY_CLASSES_ROOT, kClassKey + L"\\TypeLib"),
+              L"{C31DCD1D-085F-4616-9B0B-D8168D8BA3B8}");
+    EXPECT_EQ(Subkeys(HKEY_CLASSES_ROOT, kClassKey),
+              (std::vector<std::wstring>{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib",
+                                         L"VersionIndependentProgID"}));
+
+    // The type library, and with it IRibbonCallback, is registered; Office's interfaces are not.
+    EXPECT_TRUE(KeyExists(HKEY_CLASSES_ROOT, kTypeLibKey + L"\\1.0"));
+    EXPECT_TRUE(KeyExists(HKEY_CLASSES_ROOT, kCallbackInterfaceKey));
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"Interface\\{000C0395-0000-0000-C000-000000000046}"));
+    ComPtr<ITypeLib> registered;
+    EXPECT_EQ(::LoadRegTypeLib(kLibId, 1, 0, LOCALE_NEUTRAL, registered.AddressOf()), S_OK);
+}
+
+TEST_F(RegistrationTest, RegisteringTwiceLeavesOneSetOfKeys) {
+    ASSERT_EQ(Dll().registerServer(), S_OK);
+    HKEY stray = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CLASSES_ROOT, (kClassKey + L"\\LocalServer32").c_str(), 0, nullptr, 0,
+                                KEY_WRITE, nullptr, &stray, nullptr),
+              ERROR_SUCCESS);
+    ::RegCloseKey(stray);
+    ASSERT_EQ(Dll().registerServer(), S_OK);
+    EXPECT_EQ(Subkeys(HKEY_CLASSES_ROOT, kClassKey),
+              (std::vector<std::wstring>{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib",
+                                         L"VersionIndependentProgID"}));
+    EXPECT_EQ(Subkeys(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"),
+              (std::vector<std::wstring>{L"CLSID", L"CurVer"}));
+}
+
+TEST_F(RegistrationTest, UnregisterRemovesClassAndProgIdsAndKeepsTheClsidRoot) {
+    ASSERT_EQ(Dll().registerServer(), S_OK);
+    ASSERT_EQ(Dll().unregisterServer(), S_OK);
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"));
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect.1"));
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kTypeLibKey));
+    EXPECT_TRUE(KeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
+    EXPECT_FALSE(Subkeys(HKEY_CLASSES_ROOT, L"CLSID").empty()); // the other classes stay
+    // Unregistering again finds nothing to remove and still succeeds.
+    EXPECT_EQ(Dll().unregisterServer(), S_OK);
+}
+
+TEST_F(RegistrationTest, PerUserRegistrationStaysUnderTheUsersClasses) {
+    ASSERT_EQ(Dll().unregisterServer(), S_OK);
+    ASSERT_EQ(Dll().install(TRUE, L"user"), S_OK);
+    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey + L"\\InprocServer32"));
+    EXPECT_EQ(StringValue(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect\\CurVer"),
+              L"TessarixOL.Connect.1");
+    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, L"Software\\Classes\\" + kClassKey));
+
+    ASSERT_EQ(Dll().install(FALSE, L"user"), S_OK);
+    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey));
+    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect"));
+    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes"));
+
+    EXPECT_EQ(Dll().install(TRUE, L"everyone"), E_INVALIDARG);
+    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
+}
+
+TEST_F(RegistrationTest, RegisteredClassIsCreatedThroughItsProgId) {
+    ASSERT_EQ(Dll().registerServer(), S_OK);
+    CLSID clsid{};
+    ASSERT_EQ(::CLSIDFromProgID(L"TessarixOL.Connect", &clsid), S_OK);
+    EXPECT_TRUE(IsEqualCLSID(clsid, __uuidof(::Connect)));
+    {
+        ComPtr<_IDTExtensibility2> connect;
+        ASSERT_EQ(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_IDTExtensibility2),
+                                     reinterpret_cast<void**>(connect.AddressOf())),
+                  S_OK);
+        EXPECT_TRUE(As<IRibbonExtensibility>(connect));
+        EXPECT_TRUE(As<IRibbonCallback>(connect));
+    }
+    ::CoFreeUnusedLibraries();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The type library and IDispatch
+
+TEST_F(AddinDllTest, EmbeddedTypeLibraryDescribesTessarixOLLib) {
+    ComPtr<ITypeLib> library;
+    ASSERT_EQ(::LoadTypeLibEx(Dll().path.c_str(), REGKIND_NONE, library.AddressOf()), S_OK);
+    Bstr name, help;
+    ASSERT_EQ(library->GetDocumentation(-1, name.AddressOf(), help.AddressOf(), nullptr, nullptr), S_OK);
+    EXPECT_EQ(name.View(), u"TessarixOLLib");
+    EXPECT_EQ(help.View(), u"TessarixOL 1.0 Type Library");
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(library->GetLibAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->wMajorVerNum, 1);
+    EXPECT_EQ(attributes->wMinorVerNum, 0);
+    library->ReleaseTLibAttr(attributes);
+    // Only the add-in's own types: the interface and the class.
+    EXPECT_EQ(library->GetTypeInfoCount(), 2u);
+
+    ComPtr<ITypeInfo> coclass;
+    ASSERT_EQ(library->GetTypeInfoOfGuid(__uuidof(::Connect), coclass.AddressOf()), S_OK);
+    ASSERT_EQ(coclass->GetDocumentation(MEMBERID_NIL, name.AddressOf(), help.AddressOf(), nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(name.View(), u"Connect");
+    EXPECT_EQ(help.View(), u"Connect Class");
+}
+
+TEST_F(AddinDllTest, CallbacksAreBoundByNameWhateverTheirCase) {
+    ComPtr<_IDTExtensibility2> connect = NewConnect();
+    ComPtr<IDispatch> dispatch = As<IDispatch>(connect);
+    ASSERT_TRUE(dispatch);
+    UINT count = 0;
+    EXPECT_EQ(dispatch->GetTypeInfoCount(&count), S_OK);
+    EXPECT_EQ(count, 1u);
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(dispatch->GetTypeInfo(0, LOCALE_NEUTRAL, info.AddressOf()), S_OK);
+    Bstr name, help;
+    ASSERT_EQ(info->GetDocumentation(MEMBERID_NIL, name.AddressOf(), help.AddressOf(), nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(name.View(), u"IRibbonCallback");
+    EXPECT_EQ(help.View(), u"IRibbonCallback Interface");
+
+    const std::pair<const wchar_t*, DISPID> expected[] = {{L"GetEnabled", 1}, {L"OnClick", 2},
+                                                          {L"GetImage", 3},   {L"getImage", 3},
+                                                          {L"GetLabel", 4},   {L"OnLoad", 5}};
+    for (const auto& [callback, id] : expected) {
+        LPOLESTR names[] = {const_cast<LPOLESTR>(callback)};
+        DISPID found = 0;
+        EXPECT_EQ(dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &found), S_OK);
+        EXPECT_EQ(found, id);
+    }
+    LPOLESTR unknown[] = {const_cast<LPOLESTR>(L"GetVisible")};
+    DISPID found = 0;
+    EXPECT_EQ(dispatch->GetIDsOfNames(IID_NULL, unknown, 1, LOCALE_USER_DEFAULT, &found), DISP_E_UNKNOWNNAME);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Connection and version dispatch
+
+struct VersionCase {
+    const wchar_t* version;
+    const char* variantTrace; // nullptr: unsupported
+    const char* infoLine;     // the Info line of an unsupported version
+};
+
+class VersionDispatchTest : public AddinDllTest, public testing::WithParamInterface<VersionCase> {};
+
+TEST_P(VersionDispatchTest, MajorVersionPicksTheVariant) {
+    const VersionCase& param = GetParam();
+    ScriptedOutlook outlook(param.version);
+    const LONG explorersRefs = outlook.explorers.refs; // the application's property holds one
+    {
+        LogCapture log;
+        ComPtr<_IDTExtensibility2> connect = NewConnect();
+        ASSERT_EQ(ConnectTo(connect, outlook.Application()), S_OK);
+        const std::string lines = log.Text();
+        EXPECT_NE(
+            Find(lines, ("Debug: CAddinFactory: Outlook version is " + ToUtf8(FromWide(param.version)) + "\r")
+                            .c_str()),
+            std::string::npos)
+            << lines;
+        BSTR xml = nullptr;
+        const HRESULT customUi =
+            As<IRibbonExtensibility>(connect)->GetCustomUI(Bstr(u"Microsoft.Outlook.Mail.Read").Get(), &xml);
+        Bstr owned = Bstr::Attach(xml);
+        if (param.variantTrace) {
+            EXPECT_NE(Find(lines, (std::string("Debug: ") + param.variantTrace + " call begin").c_str()),
+                      std::string::npos)
+                << lines;
+            EXPECT_EQ(Find(lines, "Unsupported Outlook version"), std::string::npos);
+            if (std::string(param.variantTrace) == "CAddin2003::Ctor") {
+                EXPECT_EQ(customUi, S_FALSE); // no ribbon in Outlook 2003
+                EXPECT_EQ(xml, nullptr);
+            } else {
+                EXPECT_EQ(customUi, S_OK);
+                EXPECT_NE(xml, nullptr);
+            }
+        } else {
+            EXPECT_NE(Find(lines, (std::string("Info: ") + param.infoLine + "\r").c_str()), std::string::npos)
+                << lines;
+            EXPECT_EQ(Find(lines, "CAddin20"), std::string::npos);
+            // No variant: every ribbon request fails without touching anything.
+            EXPECT_EQ(customUi, E_NOTIMPL);
+            ComPtr<IRibbonCallback> callback = As<IRibbonCallback>(connect);
+            VARIANT_BOOL enabled = 7;
+            EXPECT_EQ(callback->GetEnabled(nullptr, &enabled), E_NOTIMPL);
+            EXPECT_EQ(enabled, 7);
+            EXPECT_EQ(callback->OnClick(nullptr), E_NOTIMPL);
+            EXPECT_EQ(callback->OnLoad(nullptr), E_NOTIMPL);
+        }
+        EXPECT_EQ(connect->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+        EXPECT_EQ(outlook.Subscriptions(), 0u);
+    }
+    EXPECT_EQ(outlook.application.refs, 1);
+    EXPECT_EQ(outlook.explorers.refs, explorersRefs);
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, VersionDispatchTest,
+                         testing::Values(VersionCase{L"11.0.0.8312", "CAddin2003::Ctor", nullptr},
+                                         VersionCase{L"12.0.6423.1000", "CAddin2007::Ctor", nullptr},
+                                         VersionCase{L"14.0.4760.1000", "CAddin2010::Ctor", nullptr},
+                                         VersionCase{L"15.0.4569.1506", nullptr,
+                                                     "Unsupported Outlook version: 15"},
+                                         VersionCase{L"12", nullptr, "Unsupported Outlook version: "}));
+
+TEST_F(AddinDllTest, ApplicationThatIsNotOutlookIsRefusedWithItsQueryResult) {
+    ScriptedOutlook notOutlook(L"14.0.0.0", false);
+    {
+        ComPtr<_IDTExtensibility2> connect = NewConnect();
+        EXPECT_EQ(ConnectTo(connect, notOutlook.Application()), E_NOINTERFACE);
+        BSTR xml = nullptr;
+        EXPECT_EQ(
+            As<IRibbonExtensibility>(connect)->GetCustomUI(Bstr(u"Microsoft.Outlook.Explorer").Get(), &xml),
+            E_NOTIMPL);
+        EXPECT_EQ(ConnectTo(connect, nullptr), E_POINTER);
+    }
+    EXPECT_EQ(notOutlook.application.refs, 1);
+}
+
+TEST_F(AddinDllTest, ShutdownReleasesVariantThenFactoryThenApplication) {
+    ScriptedOutlook outlook(L"14.0.4760.1000");
+    FakeRibbonUI ribbon;
+    LogCapture log;
+    {
+        ComPtr<_IDTExtensibility2> connect = NewConnect();
+        ASSERT_EQ(ConnectTo(connect, outlook.Application()), S_OK);
+        EXPECT_GT(outlook.application.refs, 1);
+        EXPECT_EQ(outlook.Subscriptions(), 2u); // the explorer collection and the item context menu
+        EXPECT_EQ(As<IRibbonCallback>(connect)->OnLoad(&ribbon), S_OK);
+        EXPECT_EQ(ribbon.refs, 2); // the ribbon support keeps the ribbon
+        EXPECT_EQ(connect->OnBeginShutdown(nullptr), S_OK);
+        EXPECT_EQ(connect->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+        EXPECT_EQ(outlook.application.refs, 1);
+        EXPECT_EQ(outlook.Subscriptions(), 0u);
+        EXPECT_EQ(ribbon.refs, 1);
+        EXPECT_EQ(connect->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK); // nothing left to release
+        EXPECT_EQ(ribbon.invalidations, 0);
+    }
+    const std::string lines = log.Text();
+    const std::size_t addin = Find(lines, "Debug: CAddin2010::Dtor call begin");
+    const std::size_t ribbonSupport = Find(lines, "Debug: CRibbonSupport::Dtor() call begin");
+    const std::size_t factory = Find(lines, "Debug: CAddinFactory::Dtor call begin");
+    const std::size_t localize = Find(lines, "Debug: CLocalize::Dtor call begin");
+    const std::size_t connect = Find(lines, "Debug: CConnect::Dtor call begin");
+    ASSERT_NE(addin, std::string::npos) << lines;
+    EXPECT_LT(addin, ribbonSupport);
+    EXPECT_LT(ribbonSupport, factory);
+    EXPECT_LT(factory, localize);
+    EXPECT_LT(localize, connect);
+    EXPECT_NE(Find(lines, "Debug: \xE4\xBD\xA0\xE5\xA5\xBD"
+                          "CConnect::Ctor call begin"),
+              std::string::npos);
+    EXPECT_NE(Find(lines, "Debug: CConnect::OnBeginShutdown() call begin"), std::string::npos);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Ribbon requests (Outlook 2010)
+
+class RibbonTest : public AddinDllTest {
+protected:
+    void SetUp() override {
+        AddinDllTest::SetUp();
+        connect_ = NewConnect();
+        ASSERT_EQ(ConnectTo(connect_, outlook_.Application()), S_OK);
+        ribbon_ = As<IRibbonExtensibility>(connect_);
+        callback_ = As<IRibbonCallback>(connect_);
+    }
+    void TearDown() override {
+        callback_.Reset();
+        ribbon_.Reset();
+        if (connect_)
+            connect_->OnDisconnection(ext_dm_HostShutdown, nullptr);
+        connect_.Reset();
+        AddinDllTest::TearDown();
+    }
+
+    static std::u16string_view ResourceText(unsigned id, DWORD* size) {
+        HRSRC resource = ::FindResourceW(Dll().module, MAKEINTRESOURCEW(id), L"XML");
+        *size = resource ? ::SizeofResource(Dll().module, resource) : 0;
+        const void* bytes = resource ? ::LockResource(::LoadResource(Dll().module, resource)) : nullptr;
+        return {static_cast<const char16_t*>(bytes), *size / 2};
+    }
+
+    ScriptedOutlook outlook_{L"14.0.4760.1000"};
+    ComPtr<_IDTExtensibility2> connect_;
+    ComPtr<IRibbonExtensibility> ribbon_;
+    ComPtr<IRibbonCallback> callback_;
+};
+
+TEST_F(RibbonTest, EveryRibbonTypeGetsItsWholeDocument) {
+    const std::pair<const char16_t*, unsigned> table[] = {
+        {u"Microsoft.Outlook.Explorer", 201},
+        {u"Microsoft.Outlook.Mail.Read", 203},
+        {u"Microsoft.Outlook.Task", 207},
+        {u"Microsoft.Outlook.Appointment", 208},
+        {u"Microsoft.Outlook.Contact", 209},
+        {u"Microsoft.Outlook.Journal", 211},
+        {u"Microsoft.Outlook.MeetingRequest.Read", 212},
+    };
+    for (const auto& [ribbonId, resource] : table) {
+        DWORD size = 0;
+        const std::u16string_view expected = ResourceText(resource, &size);
+        ASSERT_GT(size, 0u) << resource;
+        BSTR xml = nullptr;
+        ASSERT_EQ(ribbon_->GetCustomUI(Bstr(ribbonId).Get(), &xml), S_OK) << resource;
+        const Bstr owned = Bstr::Attach(xml);
+        EXPECT_EQ(owned.Length(), size / 2) << resource;
+        ASSERT_FALSE(owned.View().empty());
+        EXPECT_EQ(owned.View()[0], u'\xFEFF') << resource;
+        EXPECT_EQ(owned.View(), expected) << resource;
+    }
+}
+
+TEST_F(RibbonTest, UnknownRibbonTypesGetNothingAndANullOutPointerIsRefused) {
+    for (const char16_t* ribbonId : {u"Microsoft.Outlook.Mail.Compose", u"microsoft.outlook.explorer", u"",
+                                     u"Microsoft.Outlook.DistributionList"}) {
+        BSTR xml = nullptr;
+        EXPECT_EQ(ribbon_->GetCustomUI(Bstr(ribbonId).Get(), &xml), S_OK);
+        EXPECT_EQ(xml, nullptr);
+    }
+    EXPECT_EQ(ribbon_->GetCustomUI(Bstr(u"Microsoft.Outlook.Explorer").Get(), nullptr), E_POINTER);
+    EXPECT_EQ(callback_->GetImage(nullptr, nullptr), E_POINTER);
+}
+
+TEST_F(RibbonTest, LabelIsTheSatellitesAddNoteText) {
+    BSTR label = nullptr;
+    ASSERT_EQ(callback_->GetLabel(nullptr, &label), S_OK);
+    const Bstr owned = Bstr::Attach(label);
+
+    std::wstring satellite = Dll().path.substr(0, Dll().path.find_last_of(L'\\') + 1) + L"Resource.dll";
+    HMODULE texts = ::LoadLibraryExW(satellite.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_NE(texts, nullptr);
+    const wchar_t* text = nullptr;
+    const int length = ::LoadStringW(texts, 101, reinterpret_cast<LPWSTR>(&text), 0);
+    ASSERT_GT(length, 0);
+    EXPECT_EQ(owned.View(), std::u16string_view(reinterpret_cast<const char16_t*>(text), length));
+    ::FreeLibrary(texts);
+}
+
+TEST_F(RibbonTest, ImageIsTheThirtyTwoPixelPngWithItsAlpha) {
+    ComPtr<IPictureDisp> image;
+    ASSERT_EQ(callback_->GetImage(nullptr, image.AddressOf()), S_OK);
+    ComPtr<IPicture> picture;
+    ASSERT_EQ(image.As(picture), S_OK);
+    SHORT type = 0;
+    EXPECT_EQ(picture->get_Type(&type), S_OK);
+    EXPECT_EQ(type, PICTYPE_BITMAP);
+    OLE_HANDLE handle = 0;
+    ASSERT_EQ(picture->get_Handle(&handle), S_OK);
+    BITMAP bitmap{};
+    ASSERT_EQ(::GetObjectW(reinterpret_cast<HBITMAP>(static_cast<UINT_PTR>(handle)), sizeof(bitmap), &bitmap),
+              static_cast<int>(sizeof(bitmap)));
+    EXPECT_EQ(bitmap.bmWidth, 32);
+    EXPECT_EQ(bitmap.bmHeight, 32);
+    EXPECT_EQ(bitmap.bmBitsPixel, 32);
+}
+
+TEST_F(RibbonTest, InvokeThroughIDispatchReachesTheCallbacks) {
+    ComPtr<IDispatch> dispatch = As<IDispatch>(connect_);
+    FakeDispatch inspector; // a context that is no explorer
+    FakeRibbonControl control(&inspector);
+    VARIANTARG argument;
+    ::VariantInit(&argument);
+    argument.vt = VT_DISPATCH;
+    argument.pdispVal = &control;
+    DISPPARAMS params{&argument, nullptr, 1, 0};
+
+    Win::Variant label;
+    ASSERT_EQ(dispatch->Invoke(4, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, label.Get(),
+                               nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(label->vt, VT_BSTR);
+
+    Win::Variant enabled;
+    ASSERT_EQ(dispatch->Invoke(1, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, enabled.Get(),
+                               nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(enabled->vt, VT_BOOL);
+    EXPECT_EQ(enabled->boolVal, VARIANT_TRUE);
+    EXPECT_EQ(control.refs, 1);
+    EXPECT_EQ(inspector.refs, 1);
+}
+
+TEST_F(RibbonTest, EnabledStateOfInspectorAndUnknownExplorerButtons) {
+    FakeDispatch inspector;
+    FakeRibbonControl inInspector(&inspector);
+    VARIANT_BOOL enabled = 0;
+    EXPECT_EQ(callback_->GetEnabled(&inInspector, &enabled), S_OK);
+    EXPECT_EQ(static_cast<unsigned short>(enabled), 0xFFFFu);
+
+    // An explorer that no view was registered for: the value stays as Outlook passed it.
+    FakeDispatch explorer({kIID_Explorer});
+    FakeRibbonControl inExplorer(&explorer);
+    LogCapture log;
+    enabled = 5;
+    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
+    EXPECT_EQ(enabled, 5);
+    EXPECT_NE(Find(log.Text(), "Warning: CRibbonSupport::GetEnabled view not found"), std::string::npos);
+    EXPECT_EQ(explorer.refs, 1);
+}
+
+} // namespace
+} // namespace Tessarix::Addin

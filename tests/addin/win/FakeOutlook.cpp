@@ -1,0 +1,293 @@
+#include "FakeOutlook.h"
+
+#include <oleauto.h>
+#include <olectl.h>
+
+#include <algorithm>
+#include <cwchar>
+
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+namespace Tessarix::Addin::Testing {
+
+VariantValue::VariantValue() {
+    ::VariantInit(&value_);
+}
+
+VariantValue::VariantValue(const VARIANT& value) : VariantValue() {
+    ::VariantCopyInd(&value_, const_cast<VARIANT*>(&value));
+}
+
+VariantValue::VariantValue(const VariantValue& other) : VariantValue(other.value_) {}
+
+VariantValue& VariantValue::operator=(const VariantValue& other) {
+    if (this != &other) {
+        ::VariantClear(&value_);
+        ::VariantCopy(&value_, const_cast<VARIANT*>(&other.value_));
+    }
+    return *this;
+}
+
+VariantValue::~VariantValue() {
+    ::VariantClear(&value_);
+}
+
+VariantValue VariantValue::Int(LONG value) {
+    VariantValue v;
+    v.value_.vt = VT_I4;
+    v.value_.lVal = value;
+    return v;
+}
+
+VariantValue VariantValue::Bool(bool value) {
+    VariantValue v;
+    v.value_.vt = VT_BOOL;
+    v.value_.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+    return v;
+}
+
+VariantValue VariantValue::Text(const std::wstring& value) {
+    VariantValue v;
+    v.value_.vt = VT_BSTR;
+    v.value_.bstrVal = ::SysAllocStringLen(value.data(), static_cast<UINT>(value.size()));
+    return v;
+}
+
+VariantValue VariantValue::Object(IDispatch* value) {
+    VariantValue v;
+    v.value_.vt = VT_DISPATCH;
+    v.value_.pdispVal = value;
+    if (value)
+        value->AddRef();
+    return v;
+}
+
+std::wstring VariantValue::Text() const {
+    if (value_.vt != VT_BSTR || !value_.bstrVal)
+        return L"<not text>";
+    return std::wstring(value_.bstrVal, ::SysStringLen(value_.bstrVal));
+}
+
+bool VariantValue::Bool() const {
+    return value_.vt == VT_BOOL && value_.boolVal != VARIANT_FALSE;
+}
+
+LONG VariantValue::Int() const {
+    if (value_.vt == VT_I4)
+        return value_.lVal;
+    if (value_.vt == VT_I2)
+        return value_.iVal;
+    return -1;
+}
+
+IDispatch* VariantValue::Object() const {
+    return value_.vt == VT_DISPATCH ? value_.pdispVal : nullptr;
+}
+
+// One event interface's sinks.
+class FakeConnectionPoint final : public IConnectionPoint {
+public:
+    FakeConnectionPoint(const IID& iid, IConnectionPointContainer* container)
+        : iid_(iid), container_(container) {}
+    ~FakeConnectionPoint() {
+        for (auto& [cookie, sink] : sinks_)
+            sink->Release();
+    }
+
+    const IID& Iid() const { return iid_; }
+    std::size_t Count() const { return sinks_.size(); }
+
+    void Fire(DISPID id, const std::vector<VariantValue>& args) {
+        std::vector<VARIANT> reversed;
+        for (auto it = args.rbegin(); it != args.rend(); ++it)
+            reversed.push_back(it->Get());
+        DISPPARAMS params{reversed.empty() ? nullptr : reversed.data(), nullptr,
+                          static_cast<UINT>(reversed.size()), 0};
+        // A sink may unadvise itself (or others) while the event runs.
+        std::vector<std::pair<DWORD, IDispatch*>> snapshot(sinks_.begin(), sinks_.end());
+        for (auto& [cookie, sink] : snapshot) {
+            if (!sinks_.contains(cookie))
+                continue;
+            sink->AddRef();
+            sink->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr, nullptr,
+                         nullptr);
+            sink->Release();
+        }
+    }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IConnectionPoint)) {
+            *out = this;
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
+        *iid = iid_;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer** container) override {
+        *container = container_;
+        container_->AddRef();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
+        IDispatch* dispatch = nullptr;
+        if (FAILED(sink->QueryInterface(iid_, reinterpret_cast<void**>(&dispatch))))
+            return CONNECT_E_CANNOTCONNECT;
+        *cookie = ++lastCookie_;
+        sinks_[*cookie] = dispatch;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
+        const auto found = sinks_.find(cookie);
+        if (found == sinks_.end())
+            return CONNECT_E_NOCONNECTION;
+        found->second->Release();
+        sinks_.erase(found);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+private:
+    IID iid_;
+    IConnectionPointContainer* container_;
+    std::map<DWORD, IDispatch*> sinks_;
+    DWORD lastCookie_ = 0;
+};
+
+FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
+
+FakeObject::~FakeObject() = default;
+
+void FakeObject::Define(const std::wstring& name, Member member) {
+    DISPID id = 0;
+    LPOLESTR names[] = {const_cast<LPOLESTR>(name.c_str())};
+    GetIDsOfNames(IID_NULL, names, 1, 0, &id);
+    members_[names_[id - 1]] = std::move(member);
+}
+
+void FakeObject::Property(const std::wstring& name, const VariantValue& value) {
+    Define(name, [value](WORD flags, const std::vector<VariantValue>&, VARIANT* result) -> HRESULT {
+        if (!(flags & DISPATCH_PROPERTYGET))
+            return DISP_E_MEMBERNOTFOUND;
+        if (result)
+            ::VariantCopy(result, const_cast<VARIANT*>(&value.Get()));
+        return S_OK;
+    });
+}
+
+void FakeObject::Failing(const std::wstring& name, HRESULT hr) {
+    Define(name, [hr](WORD, const std::vector<VariantValue>&, VARIANT*) { return hr; });
+}
+
+bool FakeObject::WasPut(const std::wstring& name) const {
+    return puts_.contains(name);
+}
+
+const VariantValue& FakeObject::Put(const std::wstring& name) const {
+    static const VariantValue none;
+    const auto found = puts_.find(name);
+    return found == puts_.end() ? none : found->second;
+}
+
+int FakeObject::Calls(const std::wstring& name) const {
+    const auto found = calls_.find(name);
+    return found == calls_.end() ? 0 : found->second;
+}
+
+void FakeObject::Events(const IID& iid) {
+    points_.push_back(std::make_unique<FakeConnectionPoint>(iid, this));
+}
+
+void FakeObject::Fire(const IID& iid, DISPID id, const std::vector<VariantValue>& args) {
+    for (auto& point : points_) {
+        if (IsEqualIID(point->Iid(), iid))
+            point->Fire(id, args);
+    }
+}
+
+std::size_t FakeObject::Sinks(const IID& iid) const {
+    for (const auto& point : points_) {
+        if (IsEqualIID(point->Iid(), iid))
+            return point->Count();
+    }
+    return 0;
+}
+
+HRESULT STDMETHODCALLTYPE FakeObject::QueryInterface(REFIID iid, void** out) {
+    if (!out)
+        return E_POINTER;
+    *out = nullptr;
+    if (IsEqualIID(iid, IID_IConnectionPointContainer)) {
+        if (points_.empty())
+            return E_NOINTERFACE;
+        *out = static_cast<IConnectionPointContainer*>(this);
+    } else {
+        bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch);
+        for (const IID& extra : iids_)
+            known = known || IsEqualIID(iid, extra);
+        if (!known)
+            return E_NOINTERFACE;
+        *out = static_cast<IDispatch*>(this);
+    }
+    AddRef();
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE FakeObject::GetTypeInfoCount(UINT* count) {
+    *count = 0;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE FakeObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
+    if (count != 1)
+        return E_INVALIDARG;
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        if (_wcsicmp(names_[i].c_str(), names[0]) == 0) {
+            ids[0] = static_cast<DISPID>(i + 1);
+            return S_OK;
+        }
+    }
+    // Any name has an id; members that were never defined fail when invoked.
+    names_.emplace_back(names[0]);
+    ids[0] = static_cast<DISPID>(names_.size());
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE FakeObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params,
+                                             VARIANT* result, EXCEPINFO*, UINT*) {
+    if (id < 1 || id > static_cast<DISPID>(names_.size()))
+        return DISP_E_MEMBERNOTFOUND;
+    const std::wstring& name = names_[id - 1];
+    ++calls_[name];
+    std::vector<VariantValue> args;
+    for (UINT i = params ? params->cArgs : 0; i > 0; --i)
+        args.emplace_back(params->rgvarg[i - 1]);
+    if (result)
+        ::VariantInit(result);
+    const auto member = members_.find(name);
+    if (member != members_.end())
+        return member->second(flags, args, result);
+    if ((flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) && args.size() == 1) {
+        puts_[name] = args[0];
+        return S_OK;
+    }
+    return DISP_E_MEMBERNOTFOUND;
+}
+
+HRESULT STDMETHODCALLTYPE FakeObject::FindConnectionPoint(REFIID iid, IConnectionPoint** point) {
+    for (auto& p : points_) {
+        if (IsEqualIID(p->Iid(), iid)) {
+            *point = p.get();
+            return S_OK;
+        }
+    }
+    *point = nullptr;
+    return CONNECT_E_NOCONNECTION;
+}
+
+} // namespace Tessarix::Addin::Testing

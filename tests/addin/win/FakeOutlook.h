@@ -1,0 +1,109 @@
+#pragma once
+// Scripted Outlook and Office objects for the add-in's tests: automation objects whose members are
+// test functions, which record what is put into them and fire events through real connection
+// points. Objects are owned by the tests; their reference counts are checked, never acted on.
+#include <windows.h>
+
+#include <oaidl.h>
+#include <ocidl.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
+
+namespace Tessarix::Addin::Testing {
+
+inline const IID kIID_Application = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_Explorer = {0x00063003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_Inspector = {0x00063005, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_MailItem = {0x00063034, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_ExplorersEvents = {0x00063078, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_InspectorsEvents = {0x00063079, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_InspectorEvents_10 = {0x0006302A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_ApplicationEvents_11 = {0x0006302C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_CommandBarButtonEvents = {0x000C0351, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_CommandBarsEvents = {0x000C0352, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+class FakeConnectionPoint;
+
+// A VARIANT that owns a copy of what it was given.
+class VariantValue {
+public:
+    VariantValue();
+    explicit VariantValue(const VARIANT& value);
+    VariantValue(const VariantValue& other);
+    VariantValue& operator=(const VariantValue& other);
+    ~VariantValue();
+    static VariantValue Int(LONG value);
+    static VariantValue Bool(bool value);
+    static VariantValue Text(const std::wstring& value);
+    static VariantValue Object(IDispatch* value);
+
+    const VARIANT& Get() const { return value_; }
+    std::wstring Text() const; // VT_BSTR
+    bool Bool() const;         // VT_BOOL
+    LONG Int() const;          // VT_I4 or VT_I2
+    IDispatch* Object() const; // VT_DISPATCH (no reference added)
+
+private:
+    VARIANT value_;
+};
+
+class FakeObject : public IDispatch, public IConnectionPointContainer {
+public:
+    explicit FakeObject(std::vector<IID> iids = {});
+    virtual ~FakeObject();
+    FakeObject(const FakeObject&) = delete;
+    FakeObject& operator=(const FakeObject&) = delete;
+
+    // A member answers a get, put or call: `args` in their written order; S_OK or a failure.
+    using Member = std::function<HRESULT(WORD flags, const std::vector<VariantValue>& args, VARIANT* result)>;
+    void Define(const std::wstring& name, Member member);
+    // A property that reads as `value`, a copy each time.
+    void Property(const std::wstring& name, const VariantValue& value);
+    // A property whose read fails with `hr`.
+    void Failing(const std::wstring& name, HRESULT hr);
+    // Puts are recorded under the property name (last value wins) unless a member is defined.
+    bool WasPut(const std::wstring& name) const;
+    const VariantValue& Put(const std::wstring& name) const;
+    int Calls(const std::wstring& name) const;
+
+    // A connection point for the event interface `iid`; Fire calls its sinks with `args` in their
+    // written order.
+    void Events(const IID& iid);
+    void Fire(const IID& iid, DISPID id, const std::vector<VariantValue>& args = {});
+    std::size_t Sinks(const IID& iid) const;
+
+    LONG refs = 1;
+
+    // IUnknown, IDispatch, IConnectionPointContainer
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result,
+                                     EXCEPINFO*, UINT*) override;
+    HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override;
+
+private:
+    std::vector<IID> iids_;
+    std::vector<std::wstring> names_; // DISPID - 1
+    std::map<std::wstring, Member> members_;
+    std::map<std::wstring, VariantValue> puts_;
+    std::map<std::wstring, int> calls_;
+    std::vector<std::unique_ptr<FakeConnectionPoint>> points_;
+};
+
+} // namespace Tessarix::Addin::Testing
+
+#pragma GCC diagnostic pop
