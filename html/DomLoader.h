@@ -1,0 +1,34 @@
+#pragma once
+// Text to document: the three steps that bring any HTML a renderer produces to the engine by the
+// same path (code-page bytes -> UTF-16 -> repaired UTF-8 -> document).
+#include <string>
+#include <string_view>
+
+#include "core/ByteString.h"
+#include "html/Document.h"
+
+namespace Tessarix {
+
+namespace Html {
+
+// The bytes handed to the engine are always UTF-8; this tells the engine so.
+inline constexpr std::u16string_view kCharsetDeclaration =
+    u"<meta http-equiv=Content-Type content=\"text/html; charset=utf-8\">";
+
+// The text of a TextContent; empty when it is empty or cannot be decoded.
+std::u16string DecodeText(const TextContent& content);
+// Turns VML blocks of Office mail into their picture fallbacks and adds the charset declaration
+// behind the first "<head>" (or in front of everything) unless the text already has it.
+std::u16string RepairText(std::u16string text);
+
+} // namespace Html
+
+namespace Global {
+
+Html::DocumentPtr CreateDOM(const TextContent& content);
+Html::DocumentPtr CreateDOM(const std::u16string& text);
+Html::DocumentPtr CreateDOM(const StringUTF8& bytes);
+
+} // namespace Global
+
+} // namespace Tessarix

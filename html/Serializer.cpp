@@ -1,0 +1,243 @@
+#include "html/Serializer.h"
+
+#include <array>
+#include <vector>
+
+#include "core/Exceptions.h"
+
+namespace Tessarix::Clipper {
+namespace {
+
+using Html::CssProperty;
+using Html::Node;
+using Html::NodeType;
+
+bool IsSpace(char16_t c) {
+    return c == u' ' || (c >= u'\t' && c <= u'\r');
+}
+
+char16_t Lower(char16_t c) {
+    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c;
+}
+
+bool EqualsNoCase(std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (Lower(a[i]) != Lower(b[i]))
+            return false;
+    return true;
+}
+
+bool IsAuto(std::u16string_view value) {
+    return EqualsNoCase(value, u"auto");
+}
+
+// Elements that the note can't use; each goes with everything inside it.
+constexpr std::array<std::u16string_view, 9> kDropped = {u"link",  u"object", u"meta",   u"head", u"script",
+                                                         u"input", u"select", u"button", u"style"};
+
+// Index n is HTML font size n; 0 and 8 (the range admits 8) take "small".
+constexpr std::array<std::u16string_view, 8> kFontSizes = {u"small", u"xx-small", u"small",   u"medium",
+                                                           u"large", u"larger",   u"x-large", u"xx-large"};
+
+bool IsBorderProperty(CssProperty p) {
+    return static_cast<int>(p) >= static_cast<int>(CssProperty::BorderBottomColor) &&
+           static_cast<int>(p) <= static_cast<int>(CssProperty::BorderWidth);
+}
+
+} // namespace
+
+namespace Serialization {
+
+bool Accepts(std::u16string_view name) {
+    while (!name.empty() && IsSpace(name.front()))
+        name.remove_prefix(1);
+    while (!name.empty() && IsSpace(name.back()))
+        name.remove_suffix(1);
+    if (name.empty())
+        return false;
+    for (const auto dropped : kDropped)
+        if (EqualsNoCase(name, dropped))
+            return false;
+    return true;
+}
+
+std::u16string_view FontSizeValue(std::u16string_view computed) {
+    if (computed.empty())
+        return computed;
+    int n = 0;
+    for (const char16_t c : computed) {
+        if (c < u'0' || c > u'9')
+            return computed;
+        n = n > 8 ? n : n * 10 + (c - u'0');
+    }
+    if (n >= static_cast<int>(kFontSizes.size()))
+        n = 0;
+    return kFontSizes[static_cast<std::size_t>(n)];
+}
+
+} // namespace Serialization
+
+void NoteContentSerializer::Write(std::u16string_view text) {
+    output_.append(text);
+    if (limit_ >= 1 && output_.size() > static_cast<std::size_t>(limit_))
+        throw SerializerOutputLimitException();
+}
+
+void NoteContentSerializer::Serialize(const Html::Document& document) {
+    document_ = &document;
+    struct Frame {
+        Node node;
+        std::size_t next;
+        std::size_t count;
+    };
+    std::vector<Frame> stack;
+    auto enter = [&](Node node) {
+        if (node && Open(node))
+            stack.push_back(Frame{node, 0, document.ChildCount(node)});
+    };
+    enter(document.Root());
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        if (top.next < top.count) {
+            const Node child = document.ChildAt(top.node, top.next++);
+            enter(child); // may move `top`
+            continue;
+        }
+        const Node done = top.node;
+        stack.pop_back();
+        Close(done);
+    }
+}
+
+bool NoteContentSerializer::Open(Node node) {
+    const std::u16string_view name = document_->NameOf(node);
+    if (!Serialization::Accepts(name))
+        return false;
+    switch (document_->TypeOf(node)) {
+    case NodeType::Element:
+        if (EqualsNoCase(name, u"html"))
+            return true;
+        Write(u"<");
+        Write(name);
+        if (EqualsNoCase(name, u"br") || EqualsNoCase(name, u"nobr")) {
+            Write(u" />");
+            return false;
+        }
+        WriteStyle(node, name);
+        if (EqualsNoCase(name, u"form")) {
+            Write(u" >");
+            return true;
+        }
+        WriteAttributes(node);
+        if (EqualsNoCase(name, u"img")) {
+            Write(u" />");
+            return false;
+        }
+        Write(u">");
+        ++openCount_;
+        return true;
+    case NodeType::Text:
+        WriteText(node);
+        return true;
+    case NodeType::Comment:
+        Write(u"<!--");
+        WriteText(node);
+        Write(u"-->");
+        return true;
+    case NodeType::DocumentType:
+        Write(u"<!DOCTYPE");
+        WriteText(node);
+        Write(u">");
+        return true;
+    default:
+        return true;
+    }
+}
+
+void NoteContentSerializer::Close(Node node) {
+    if (document_->TypeOf(node) != NodeType::Element)
+        return;
+    const std::u16string_view name = document_->NameOf(node);
+    if (!Serialization::Accepts(name) || EqualsNoCase(name, u"html"))
+        return;
+    Write(u"</");
+    Write(name);
+    Write(u">");
+    --openCount_;
+}
+
+void NoteContentSerializer::WriteText(Node node) {
+    const auto value = document_->ValueOf(node);
+    if (!value)
+        return;
+    // Only the angle brackets: ampersands and quotes go out as they are.
+    scratch_.clear();
+    std::size_t start = 0;
+    const std::u16string_view text = *value;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != u'<' && text[i] != u'>')
+            continue;
+        scratch_.append(text.substr(start, i - start));
+        scratch_.append(text[i] == u'<' ? u"&lt;" : u"&gt;");
+        start = i + 1;
+    }
+    if (start == 0) {
+        Write(text);
+        return;
+    }
+    scratch_.append(text.substr(start));
+    Write(scratch_);
+}
+
+void NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
+    const Html::Style style = document_->StyleOf(element);
+    if (!style)
+        return;
+    Write(u" style=\"");
+    const bool notBody = !EqualsNoCase(name, u"body");
+    bool withFontSize = true;
+    if (EqualsNoCase(name, u"font")) {
+        const auto size = document_->NamedAttribute(element, u"size");
+        withFontSize = !(size && size->specified);
+    }
+    for (std::size_t i = 0; i < Html::kCssPropertyCount; ++i) {
+        const auto property = static_cast<CssProperty>(i);
+        if (!notBody && (IsBorderProperty(property) || property == CssProperty::Overflow))
+            continue;
+        if (property == CssProperty::FontSize && !withFontSize)
+            continue;
+        std::u16string_view value = document_->StyleValue(style, property);
+        if (property == CssProperty::FontSize)
+            value = Serialization::FontSizeValue(value);
+        if (value.empty() || IsAuto(value))
+            continue;
+        Write(Html::CssPropertyName(property));
+        Write(u":");
+        Write(value);
+        Write(u";");
+    }
+    Write(u"\"");
+}
+
+void NoteContentSerializer::WriteAttributes(Node element) {
+    const std::size_t count = document_->AttributeCount(element);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Html::Attribute a = document_->AttributeAt(element, i);
+        if (!a.specified || !a.value)
+            continue;
+        const std::u16string_view value = *a.value;
+        if (value.empty() || IsAuto(value))
+            continue;
+        const std::u16string_view quote = value.find(u'"') != std::u16string_view::npos ? u"'" : u"\"";
+        Write(u" ");
+        Write(a.name);
+        Write(u"=");
+        Write(quote);
+        Write(value);
+        Write(quote);
+    }
+}
+
+} // namespace Tessarix::Clipper

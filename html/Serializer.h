@@ -1,0 +1,51 @@
+#pragma once
+// Turns a loaded document into note content: every element written anew with an inline style
+// built from its computed style (a fixed list of properties), only the attributes that were
+// really specified, whole families of elements dropped, and the output bounded.
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "html/Document.h"
+
+namespace Tessarix::Clipper {
+
+// The bound the content pipeline serializes under, in UTF-16 code units.
+inline constexpr std::int32_t kNoteContentLimit = 0x500000;
+
+class NoteContentSerializer {
+public:
+    // A limit below 1 leaves the output unbounded.
+    explicit NoteContentSerializer(std::int32_t limit) : limit_(limit) {}
+
+    // Appends the document's serialization to the output. Throws SerializerOutputLimitException
+    // from the write that takes the output past the limit.
+    void Serialize(const Html::Document& document);
+
+    const std::u16string& Output() const { return output_; }
+    std::u16string TakeOutput() { return std::move(output_); }
+
+private:
+    void Write(std::u16string_view text);
+    bool Open(Html::Node node);
+    void Close(Html::Node node);
+    void WriteText(Html::Node node);
+    void WriteStyle(Html::Node element, std::u16string_view name);
+    void WriteAttributes(Html::Node element);
+
+    const Html::Document* document_ = nullptr;
+    std::u16string output_;
+    std::int32_t limit_;
+    std::int32_t openCount_ = 0;
+    std::u16string scratch_;
+};
+
+namespace Serialization {
+// Whether the element filter keeps a node of this name.
+bool Accepts(std::u16string_view nodeName);
+// The value written for a computed font size: an all-digit value is an HTML font size and
+// becomes its keyword; anything else is kept.
+std::u16string_view FontSizeValue(std::u16string_view computed);
+} // namespace Serialization
+
+} // namespace Tessarix::Clipper

@@ -1,0 +1,69 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "core/Utf.h"
+#include "html/PictureSources.h"
+
+namespace Tessarix::Html::Pictures {
+namespace {
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    ~FileDescriptor() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    int Get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+} // namespace
+
+std::optional<StringUTF8> FromCache(const std::u16string&) {
+    return std::nullopt;
+}
+
+std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
+    if (address.empty())
+        return std::nullopt;
+    const std::string path = ToUtf8(ReplaceFileScheme(address, u"/"));
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Get() < 0)
+        return std::nullopt;
+    struct stat info {};
+    if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
+        return std::nullopt;
+    // Resource lengths are 32-bit.
+    if (info.st_size < 0 ||
+        static_cast<std::uint64_t>(info.st_size) >= std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+    const auto size = static_cast<std::size_t>(info.st_size);
+    if (size == 0)
+        return StringUTF8();
+    std::shared_ptr<char[]> bytes(new char[size]);
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t n = ::read(file.Get(), bytes.get() + done, size - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return std::nullopt;
+        if (n == 0)
+            break;
+        done += static_cast<std::size_t>(n);
+    }
+    return StringUTF8(std::move(bytes), static_cast<std::uint32_t>(done));
+}
+
+} // namespace Tessarix::Html::Pictures

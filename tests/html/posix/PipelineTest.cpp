@@ -1,0 +1,234 @@
+// Real documents through the POSIX engine and the serializer, compared character by character.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include "core/Exceptions.h"
+#include "core/Utf.h"
+#include "html/Cleanup.h"
+#include "html/DomLoader.h"
+#include "html/Serializer.h"
+#include "support/ItemLog.h"
+
+using namespace Tessarix;
+
+namespace {
+
+// What the engine reports for elements that declare nothing themselves.
+const std::string kBody =
+    "background-image:none;background-attachment:scroll;background-color:transparent;background-position-x:0%"
+    ";"
+    "background-position-y:0%;background-repeat:repeat;clear:none;color:#000000;display:block;"
+    "font-family:Times New Roman;font-size:12pt;font-style:normal;font-variant:normal;font-weight:400;"
+    "letter-spacing:normal;line-height:normal;list-style-image:none;list-style-position:outside;"
+    "list-style-type:disc;margin:15px 10px 15px 10px;margin-bottom:15px;margin-left:10px;margin-right:10px;"
+    "margin-top:15px;padding:0px;padding-bottom:0px;padding-left:0px;padding-right:0px;padding-top:0px;"
+    "position:static;float:none;text-align:left;text-decoration:none;text-indent:0pt;text-transform:none;"
+    "visibility:inherit;vertical-align:baseline;";
+const std::string kSpan =
+    "background-image:none;background-attachment:scroll;background-color:transparent;background-position-x:0%"
+    ";"
+    "background-position-y:0%;background-repeat:repeat;border-bottom-color:#000000;border-bottom-style:none;"
+    "border-bottom-width:medium;border-left-color:#000000;border-left-style:none;border-left-width:medium;"
+    "border-right-color:#000000;border-right-style:none;border-right-width:medium;border-top-color:#000000;"
+    "border-top-style:none;border-top-width:medium;border-width:medium;clear:none;color:#000000;display:"
+    "inline;"
+    "font-family:Times New Roman;font-size:12pt;font-style:normal;font-variant:normal;font-weight:400;"
+    "letter-spacing:normal;line-height:normal;list-style-image:none;list-style-position:outside;"
+    "list-style-type:disc;margin:0px;margin-bottom:0px;margin-left:0px;margin-right:0px;margin-top:0px;"
+    "overflow:visible;padding:0px;padding-bottom:0px;padding-left:0px;padding-right:0px;padding-top:0px;"
+    "position:static;float:none;text-align:left;text-decoration:none;text-indent:0pt;text-transform:none;"
+    "visibility:inherit;vertical-align:baseline;";
+
+// `base` with some declarations changed; an empty value removes the declaration.
+std::string With(std::string base, std::initializer_list<std::pair<std::string, std::string>> changes) {
+    for (const auto& [name, value] : changes) {
+        const std::size_t at = base.find(name + ":") == 0 ? 0 : base.find(";" + name + ":") + 1;
+        EXPECT_NE(at, std::string::npos + 1) << name;
+        const std::size_t end = base.find(';', at) + 1;
+        base.replace(at, end - at, value.empty() ? "" : name + ":" + value + ";");
+    }
+    return base;
+}
+
+const std::string kP = With(
+    kSpan,
+    {{"display", "block"}, {"margin", "1em 0px 1em 0px"}, {"margin-bottom", "1em"}, {"margin-top", "1em"}});
+
+std::string Serialize(const std::string& html) {
+    const auto doc = Global::CreateDOM(FromUtf8(html));
+    Clipper::NoteContentSerializer serializer(0);
+    serializer.Serialize(*doc);
+    return ToUtf8(serializer.Output());
+}
+
+std::string Body(const std::string& content) {
+    return "<BODY style=\"" + kBody + "\">" + content + "</BODY>";
+}
+
+TEST(Pipeline, DropsFilteredElementsAndEscapesText) {
+    EXPECT_EQ(
+        Serialize("<html><HEAD><Title>T</Title><META name=a content=b><LINK rel=stylesheet href=s.css>"
+                  "<STYLE>p { color: red }</STYLE></HEAD><BODY><p>1 &lt; 2 &amp;&amp; 3 &gt; 2 \"q\" 'r'"
+                  "<SCRIPT>alert(1)</SCRIPT><Style>b{}</Style><select><option>o</option></select>"
+                  "<BUTTON>b</BUTTON><input value=i><Object><param name=p>alt</Object>.</p>"
+                  "<!-- a<b&c --></BODY></html>"),
+        Body("<P style=\"" +
+             With(kP, {{"color", "red"},
+                       {"border-bottom-color", "red"},
+                       {"border-left-color", "red"},
+                       {"border-right-color", "red"},
+                       {"border-top-color", "red"}}) +
+             "\">1 &lt; 2 && 3 &gt; 2 \"q\" 'r'.</P><!-- a&lt;b&c -->"));
+}
+
+TEST(Pipeline, WritesBreaksPicturesAndFormsByTheirRules) {
+    const std::string img = With(kSpan, {{"border-bottom-width", "0"},
+                                         {"border-left-width", "0"},
+                                         {"border-right-width", "0"},
+                                         {"border-top-width", "0"},
+                                         {"border-width", "0"}});
+    const std::string form =
+        With(kSpan, {{"display", "block"}, {"margin", "0px 0px 1em 0px"}, {"margin-bottom", "1em"}});
+    EXPECT_EQ(
+        Serialize("<body><p>x<BR clear=all>y<nobr>kept together</nobr>"
+                  "<img src=\"pic.png\" alt='say \"hi\"' width=10 height=AUTO title=\"\" style=\"border:0\">"
+                  "</p><form action=\"/go\" method=post>f<BR></form></body>"),
+        Body("<P style=\"" + kP + "\">x<BR />y<NOBR /><IMG style=\"" + img +
+             "\" src=\"pic.png\" alt='say \"hi\"' width=\"10\" /></P><FORM style=\"" + form +
+             "\" >f<BR /></FORM>"));
+}
+
+TEST(Pipeline, StylesComeFromStyleSheetsInlineStylesAndInheritance) {
+    const std::string html =
+        "<html><head><style>\n"
+        ".note { color: #FF0000; font-family: Arial; margin-top: 3px }\n"
+        "</style></head><body><div class=note style=\"padding-left:4px; text-align: right\">"
+        "a<span>b</span></div></body></html>";
+    const std::string red = "#ff0000";
+    const std::string div = With(kSpan, {{"border-bottom-color", red},
+                                         {"border-left-color", red},
+                                         {"border-right-color", red},
+                                         {"border-top-color", red},
+                                         {"color", red},
+                                         {"display", "block"},
+                                         {"font-family", "Arial"},
+                                         {"margin", "3px 0px 0px 0px"},
+                                         {"margin-top", "3px"},
+                                         {"padding", "0px 0px 0px 4px"},
+                                         {"padding-left", "4px"},
+                                         {"text-align", "right"}});
+    // The span inherits colour, font and alignment, but not margins or padding.
+    const std::string span = With(kSpan, {{"border-bottom-color", red},
+                                          {"border-left-color", red},
+                                          {"border-right-color", red},
+                                          {"border-top-color", red},
+                                          {"color", red},
+                                          {"font-family", "Arial"},
+                                          {"text-align", "right"}});
+    EXPECT_EQ(Serialize(html),
+              Body("<DIV style=\"" + div + "\" class=\"note\">a<SPAN style=\"" + span + "\">b</SPAN></DIV>"));
+}
+
+TEST(Pipeline, BodyLosesItsBorderAndOverflowDeclarations) {
+    const std::string style = "border: 2px solid red; overflow: hidden";
+    const std::string div = With(kSpan, {{"border-bottom-color", "red"},
+                                         {"border-bottom-style", "solid"},
+                                         {"border-bottom-width", "2px"},
+                                         {"border-left-color", "red"},
+                                         {"border-left-style", "solid"},
+                                         {"border-left-width", "2px"},
+                                         {"border-right-color", "red"},
+                                         {"border-right-style", "solid"},
+                                         {"border-right-width", "2px"},
+                                         {"border-top-color", "red"},
+                                         {"border-top-style", "solid"},
+                                         {"border-top-width", "2px"},
+                                         {"border-width", "2px"},
+                                         {"display", "block"},
+                                         {"overflow", "hidden"}});
+    EXPECT_EQ(Serialize("<body style='" + style + "'><div style='" + style + "'>x</div></body>"),
+              Body("<DIV style=\"" + div + "\">x</DIV>"));
+}
+
+TEST(Pipeline, FontSizesGoThroughTheTable) {
+    const std::string html =
+        "<body><font size=3>a</font><font size=5><span>b</span></font>"
+        "<span style='font-size:9'>c</span><span style='font-size:8'>d</span>"
+        "<span style='font-size:10pt'>e</span><span style='font-size:x-small'>f</span></body>";
+    const std::string font = With(kSpan, {{"font-size", ""}});
+    auto span = [](const std::string& size) {
+        return "<SPAN style=\"" + With(kSpan, {{"font-size", size}}) + "\">";
+    };
+    EXPECT_EQ(Serialize(html),
+              Body("<FONT style=\"" + font + "\" size=\"3\">a</FONT>" + "<FONT style=\"" + font +
+                   "\" size=\"5\">" + span("larger") + "b</SPAN></FONT>" + span("small") + "c</SPAN>" +
+                   span("small") + "d</SPAN>" + span("10pt") + "e</SPAN>" + span("x-small") + "f</SPAN>"));
+}
+
+class PipelineLimit : public testing::Test {
+protected:
+    void SetUp() override {
+        picture_ = std::filesystem::temp_directory_path() / "tx-html-limit.png";
+        std::ofstream(picture_, std::ios::binary) << "\x89PNG\r\n\x1a\n";
+    }
+    void TearDown() override { std::filesystem::remove(picture_); }
+
+    // A picture that exists, then a paragraph of `n` letters.
+    std::string Document(std::size_t n) const {
+        return "<body><img src=\"file://" + picture_.string() + "\"><p>" + std::string(n, 'x') +
+               "</p></body>";
+    }
+
+    std::filesystem::path picture_;
+};
+
+TEST_F(PipelineLimit, PicturesOfARealDocumentBecomeResourcesInDocumentOrder) {
+    const std::string address = "file://" + picture_.string();
+    const std::string html = "<body><p><img src='" + address + "'><img src='" + address +
+                             "#x'></p>"
+                             "<table><tr><td><img src=\"" +
+                             address +
+                             "\" width=2></td></tr></table>"
+                             "<img src='cid:image001.png@01D2'></body>";
+    Notes::ResourceList resources;
+    std::vector<std::u16string> unresolved;
+    // The TextContent way in, as renderers of 8-bit bodies take it.
+    Global::MakeCleanContent(TextContent(StringUTF8::Copy(html), 1252), resources, unresolved);
+    ASSERT_EQ(resources.size(), 2u);
+    for (const auto& resource : resources) {
+        EXPECT_EQ(ToUtf8(resource.GetSourceUrl()), address);
+        EXPECT_EQ(std::string(resource.GetData().View()), "\x89PNG\r\n\x1a\n");
+    }
+    EXPECT_EQ(unresolved, (std::vector<std::u16string>{FromUtf8(address + "#x"), u"cid:image001.png@01D2"}));
+}
+
+TEST_F(PipelineLimit, CleanupAcceptsExactlyTheLimitAndRefusesOneUnitMore) {
+    ASSERT_EQ(Clipper::kNoteContentLimit, 5242880);
+    const std::size_t letters = 5242880 - (Serialize(Document(1)).size() - 1);
+
+    Notes::ResourceList resources;
+    std::vector<std::u16string> unresolved;
+    const auto fits = Global::CreateDOM(FromUtf8(Document(letters)));
+    EXPECT_EQ(Global::Cleanup(*fits, resources, unresolved).size(), 5242880u);
+    EXPECT_EQ(resources.size(), 1u);
+
+    Testing::ItemLog log;
+    resources.clear();
+    try {
+        Global::MakeCleanContent(FromUtf8(Document(letters + 1)), resources, unresolved);
+        ADD_FAILURE() << "one unit over the limit was accepted";
+    } catch (const NoteContentSizeExceededException& e) {
+        EXPECT_EQ(ToUtf8(e.GetMessage()), "Tessarix cannot create the note because it is too large. Please "
+                                          "select a part of the content and try clipping again.");
+    }
+    EXPECT_TRUE(resources.empty());
+    EXPECT_TRUE(unresolved.empty());
+    EXPECT_EQ(log.Messages(), std::vector<std::string>{"Error: SerializerOutputLimitException is thrown."});
+}
+
+} // namespace

@@ -1,0 +1,253 @@
+// The selection capture on the real clipboard: a real EDIT control, a window that copies HTML,
+// the user's clipboard given back, and a clipboard held open by another thread.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "html/SelectionCapture.h"
+#include "html/win/ClipboardSnapshot.h"
+
+namespace Tessarix::Html {
+namespace {
+
+constexpr UINT kPrivateFormat = CF_PRIVATEFIRST + 7;
+constexpr UINT kPing = WM_APP + 1;
+
+// A window owned by the test, destroyed with the scope.
+class Window {
+public:
+    Window(const wchar_t* className, DWORD style, HWND parent = nullptr, const wchar_t* text = L"")
+        : hwnd_(::CreateWindowExW(0, className, text, style, 0, 0, 300, 200, parent, nullptr,
+                                  ::GetModuleHandleW(nullptr), nullptr)) {}
+    ~Window() {
+        if (hwnd_)
+            ::DestroyWindow(hwnd_);
+    }
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+    HWND Get() const { return hwnd_; }
+
+private:
+    HWND hwnd_;
+};
+
+// Records the messages of interest; on WM_COPY puts "HTML Format" and text on the clipboard.
+struct Recorder {
+    static inline std::vector<std::pair<UINT, WPARAM>> messages;
+    static inline int pings = 0;
+    static inline std::string html;
+};
+
+void SetData(UINT format, const void* bytes, std::size_t size) {
+    HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE, size);
+    ASSERT_NE(memory, nullptr);
+    std::memcpy(::GlobalLock(memory), bytes, size);
+    ::GlobalUnlock(memory);
+    ASSERT_NE(::SetClipboardData(format, memory), nullptr);
+}
+
+void SetText(const std::wstring& text) {
+    SetData(CF_UNICODETEXT, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+}
+
+LRESULT CALLBACK RecordingProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+    case WM_KEYDOWN:
+    case WM_KEYUP:
+    case WM_COPY:
+        Recorder::messages.emplace_back(message, wParam);
+        if (message == WM_COPY && ::OpenClipboard(hwnd)) {
+            ::EmptyClipboard();
+            SetData(::RegisterClipboardFormatW(L"HTML Format"), Recorder::html.c_str(),
+                    Recorder::html.size() + 1);
+            SetText(L"plain copy");
+            ::CloseClipboard();
+        }
+        return 0;
+    case kPing:
+        ++Recorder::pings;
+        return 0;
+    default:
+        return ::DefWindowProcW(hwnd, message, wParam, lParam);
+    }
+}
+
+const wchar_t* RecordingClass() {
+    static const ATOM atom = [] {
+        WNDCLASSW wc{};
+        wc.lpfnWndProc = RecordingProc;
+        wc.hInstance = ::GetModuleHandleW(nullptr);
+        wc.lpszClassName = L"TxSelectionCaptureTest";
+        return ::RegisterClassW(&wc);
+    }();
+    return atom ? L"TxSelectionCaptureTest" : nullptr;
+}
+
+// The user's clipboard before a capture: text, a private format and a registered one.
+void PutUserClipboard(HWND owner) {
+    ASSERT_TRUE(::OpenClipboard(owner));
+    ::EmptyClipboard();
+    SetText(L"user text");
+    const char privateBytes[] = "private";
+    SetData(kPrivateFormat, privateBytes, sizeof privateBytes);
+    const char custom[] = {'c', '\0', 'u', 's'};
+    SetData(::RegisterClipboardFormatW(L"Tessarix Test Data"), custom, sizeof custom);
+    ::CloseClipboard();
+}
+
+std::wstring ClipboardText() {
+    std::wstring text;
+    if (!::OpenClipboard(nullptr))
+        return L"<clipboard not opened>";
+    if (HANDLE data = ::GetClipboardData(CF_UNICODETEXT)) {
+        if (const auto* chars = static_cast<const wchar_t*>(::GlobalLock(data))) {
+            text = chars;
+            ::GlobalUnlock(data);
+        }
+    }
+    ::CloseClipboard();
+    return text;
+}
+
+void ExpectUserClipboardBack() {
+    EXPECT_EQ(ClipboardText(), L"user text");
+    EXPECT_FALSE(::IsClipboardFormatAvailable(kPrivateFormat)) << "handle-based formats are not restored";
+    Win::ClipboardSnapshot now(nullptr);
+    const ClipboardEntry* custom = now.FindByFormatName(u"Tessarix Test Data");
+    ASSERT_NE(custom, nullptr);
+    EXPECT_EQ(custom->View().substr(0, 4), std::string_view("c\0us", 4));
+}
+
+class SelectionCaptureWin : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_NE(RecordingClass(), nullptr);
+        Recorder::messages.clear();
+        Recorder::pings = 0;
+        ASSERT_NE(frame_.Get(), nullptr);
+        ::ShowWindow(frame_.Get(), SW_SHOW);
+    }
+    void TearDown() override { ::SetFocus(nullptr); }
+
+    Window frame_{RecordingClass(), WS_OVERLAPPEDWINDOW};
+};
+
+TEST_F(SelectionCaptureWin, EditSelectionComesBackAsPlainTextHtmlAndTheUserClipboardIsRestored) {
+    Window edit(L"EDIT", WS_CHILD | WS_VISIBLE | ES_MULTILINE, frame_.Get(), L"before a  b<c>\r\nd after");
+    ASSERT_NE(edit.Get(), nullptr);
+    ::SendMessageW(edit.Get(), EM_SETSEL, 7, 17); // "a  b<c>\r\nd"
+    ::SetFocus(edit.Get());
+    ASSERT_EQ(::GetFocus(), edit.Get());
+    PutUserClipboard(frame_.Get());
+
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"a&nbsp;&nbsp;b&lt;c&gt;\r<br>d");
+    ExpectUserClipboardBack();
+}
+
+TEST_F(SelectionCaptureWin, HtmlFormatIsCutFromHeaderAndTrailerAfterTheCopyMessages) {
+    Recorder::html = "Version:0.9\r\nStartHTML:0000000097\r\nEndHTML:0000000150\r\n"
+                     "StartFragment:0000000000\r\nEndFragment:0000000000\r\n"
+                     "<html><body>\xC3\xA9t\xC3\xA9</body></html>\r\n<!--after-->";
+    ::SetFocus(frame_.Get());
+    ASSERT_EQ(::GetFocus(), frame_.Get());
+    PutUserClipboard(frame_.Get());
+
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"<html><body>\u00E9t\u00E9</body></html>");
+    const std::vector<std::pair<UINT, WPARAM>> expected = {
+        {WM_KEYDOWN, VK_CONTROL}, {WM_KEYDOWN, 0x63}, {WM_KEYUP, 0x63}, {WM_KEYUP, VK_CONTROL}, {WM_COPY, 0}};
+    EXPECT_EQ(Recorder::messages, expected);
+    ExpectUserClipboardBack();
+}
+
+TEST_F(SelectionCaptureWin, NothingFocusedCapturesNothingAndLeavesTheClipboardAlone) {
+    PutUserClipboard(frame_.Get());
+    ::SetFocus(nullptr);
+    ASSERT_EQ(::GetFocus(), nullptr);
+
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"");
+    EXPECT_EQ(ClipboardText(), L"user text");
+    EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
+}
+
+TEST_F(SelectionCaptureWin, ProviderReplacesTheClipboardCapture) {
+    PutUserClipboard(frame_.Get());
+    ::SetFocus(frame_.Get());
+    SetSelectionProvider([] { return std::u16string(u"<p>hook</p>"); });
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"<p>hook</p>");
+    SetSelectionProvider(nullptr);
+    EXPECT_TRUE(Recorder::messages.empty()) << "the focused window was not asked to copy";
+    EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
+}
+
+// Another thread's window holds the clipboard open until released or for `holdFor`.
+class ClipboardHolder {
+public:
+    explicit ClipboardHolder(std::chrono::milliseconds holdFor = std::chrono::minutes(1))
+        : release_(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+          ready_(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+        thread_ = std::thread([this, holdFor] {
+            Window window(L"STATIC", WS_POPUP);
+            opened_ = ::OpenClipboard(window.Get()) != FALSE;
+            ::SetEvent(ready_);
+            ::WaitForSingleObject(release_, static_cast<DWORD>(holdFor.count()));
+            if (opened_)
+                ::CloseClipboard();
+        });
+        ::WaitForSingleObject(ready_, INFINITE);
+    }
+    ~ClipboardHolder() {
+        ::SetEvent(release_);
+        thread_.join();
+        ::CloseHandle(release_);
+        ::CloseHandle(ready_);
+    }
+    ClipboardHolder(const ClipboardHolder&) = delete;
+    ClipboardHolder& operator=(const ClipboardHolder&) = delete;
+    bool Opened() const { return opened_; }
+
+private:
+    HANDLE release_;
+    HANDLE ready_;
+    bool opened_ = false;
+    std::thread thread_;
+};
+
+TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsWhilePumpingMessages) {
+    ClipboardHolder holder;
+    ASSERT_TRUE(holder.Opened());
+    ASSERT_NE(::GetOpenClipboardWindow(), nullptr);
+    ::PostMessageW(frame_.Get(), kPing, 0, 0);
+
+    int attempts = 0;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Win::OpenClipboardRetrying(frame_.Get(), attempts));
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(attempts, 5);
+    EXPECT_EQ(Recorder::pings, 1) << "the wait pumps the thread's messages";
+    // Four waits of about 500 ms lie between the five attempts; a generous bound shows no hang.
+    EXPECT_GE(elapsed, std::chrono::milliseconds(1900));
+    EXPECT_LT(elapsed, std::chrono::seconds(30));
+
+    // The whole capture gives up as well and returns nothing.
+    ::SetFocus(frame_.Get());
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"");
+    EXPECT_EQ(Recorder::messages.size(), 5u) << "the copy was still asked for";
+}
+
+TEST_F(SelectionCaptureWin, TheWaitEndsWhenTheHolderLetsGo) {
+    ClipboardHolder holder(std::chrono::milliseconds(200));
+    ASSERT_TRUE(holder.Opened());
+    int attempts = 0;
+    ASSERT_TRUE(Win::OpenClipboardRetrying(frame_.Get(), attempts));
+    ::CloseClipboard();
+    EXPECT_EQ(attempts, 2);
+}
+
+} // namespace
+} // namespace Tessarix::Html
