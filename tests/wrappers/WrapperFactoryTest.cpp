@@ -1,0 +1,158 @@
+#include "wrappers/Wrapper.h"
+
+#include <gtest/gtest.h>
+
+#include <typeinfo>
+
+#include "wrappers/ItemWrappers.h"
+#include "wrappers/WrapperTestSupport.h"
+
+namespace Tessarix {
+namespace {
+
+using Testing::FakeObject;
+using Testing::ItemLog;
+
+std::shared_ptr<FakeObject> ItemOfClass(const std::u16string& messageClass,
+                                        std::vector<Guid> interfaces = {}) {
+    auto item = std::make_shared<FakeObject>();
+    item->Set(u"MessageClass", messageClass);
+    item->interfaces = std::move(interfaces);
+    return item;
+}
+
+struct Supported {
+    std::u16string messageClass;
+    Guid iid;
+    const std::type_info& wrapper;
+    std::string logLine;
+};
+
+const std::vector<Supported>& SupportedClasses() {
+    static const std::vector<Supported> classes = {
+        {u"IPM.Note", Outlook::kIID_MailItem, typeid(MailWrapper), "Mail"},
+        {u"IPM.Task", Outlook::kIID_TaskItem, typeid(TaskWrapper), "Task"},
+        {u"IPM.Contact", Outlook::kIID_ContactItem, typeid(ContactWrapper), "Contact"},
+        {u"IPM.Appointment", Outlook::kIID_AppointmentItem, typeid(AppointmentWrapper), "Appointment"},
+        {u"IPM.StickyNote", Outlook::kIID_NoteItem, typeid(NoteWrapper), "Note"},
+        {u"IPM.Activity", Outlook::kIID_JournalItem, typeid(JournalWrapper), "Journal"},
+        {u"IPM.Schedule.Meeting.Request", Outlook::kIID_MeetingItem, typeid(MeetingRequestWrapper),
+         "Meeting Request"},
+        {u"IPM.OLE.CLASS.{00061055-0000-0000-C000-000000000046}", Outlook::kIID_AppointmentItem,
+         typeid(AppointmentWrapper), "Appointment"},
+    };
+    return classes;
+}
+
+TEST(WrapperFactory, PicksTheWrapperByExactMessageClass) {
+    WrapperFactory factory;
+    for (const auto& supported : SupportedClasses()) {
+        ItemLog log;
+        const WrapperPtr wrapper =
+            factory.CreateWrapper(ItemOfClass(supported.messageClass, {supported.iid}));
+        ASSERT_NE(wrapper, nullptr) << ToUtf8(supported.messageClass);
+        const IWrapper& created = *wrapper;
+        EXPECT_EQ(typeid(created), supported.wrapper) << ToUtf8(supported.messageClass);
+        EXPECT_EQ(log.Messages(),
+                  (std::vector<std::string>{"Info: WrapperFactory::CreateWrapper: " + supported.logLine}))
+            << ToUtf8(supported.messageClass);
+        EXPECT_TRUE(Testing::Contains(log.Lines(), "Debug: WrapperFactory::CreateWrapper() call begin"));
+    }
+}
+
+TEST(WrapperFactory, UnknownClassesAreUnsupportedAndEachAddsOneZeroEntry) {
+    WrapperFactory factory;
+    const auto& table = Global::GetTypesMap();
+    for (const std::u16string unknown : {u"IPM.Note.SMIME", u"ipm.note", u"", u"IPM.Post"}) {
+        const bool known = table.contains(unknown);
+        const std::size_t before = table.size();
+        ItemLog log;
+        EXPECT_EQ(factory.CreateWrapper(ItemOfClass(unknown, {Outlook::kIID_MailItem})), nullptr);
+        EXPECT_EQ(log.Messages(),
+                  (std::vector<std::string>{"Info: WrapperFactory::CreateWrapper: Unsupported Item"}));
+        EXPECT_EQ(table.size(), before + (known ? 0 : 1)) << ToUtf8(unknown);
+        ASSERT_TRUE(table.contains(unknown));
+        EXPECT_EQ(table.at(unknown), 0);
+
+        // Met again, the class is found with 0 and adds nothing.
+        EXPECT_EQ(factory.CreateWrapper(ItemOfClass(unknown)), nullptr);
+        EXPECT_EQ(table.size(), before + (known ? 0 : 1));
+    }
+}
+
+TEST(WrapperFactory, TypesEightAndAboveAreUnsupported) {
+    WrapperFactory factory;
+    auto& table = Global::GetTypesMap();
+    table[u"IPM.Test.Eight"] = 8;
+    EXPECT_EQ(factory.CreateWrapper(ItemOfClass(u"IPM.Test.Eight", {Outlook::kIID_MailItem})), nullptr);
+    table.erase(u"IPM.Test.Eight");
+}
+
+TEST(WrapperFactory, AnUnreadableClassOrNoItemIsUnsupported) {
+    WrapperFactory factory;
+    auto failing = ItemOfClass(u"IPM.Note", {Outlook::kIID_MailItem});
+    failing->failures[u"MessageClass"] = kE_FAIL;
+    EXPECT_EQ(Global::GetMessageClass(failing.get()), u"");
+    EXPECT_EQ(factory.CreateWrapper(failing), nullptr);
+
+    auto notText = std::make_shared<FakeObject>();
+    notText->Set(u"MessageClass", std::int32_t{1});
+    EXPECT_EQ(Global::GetMessageClass(notText.get()), u"");
+
+    EXPECT_EQ(Global::GetMessageClass(nullptr), u"");
+    EXPECT_EQ(factory.CreateWrapper(nullptr), nullptr);
+}
+
+TEST(WrapperFactory, OnlyTheFirstFactoryFillsTheTable) {
+    auto& table = Global::GetTypesMap();
+    { WrapperFactory first; }
+    const auto filled = table;
+    ASSERT_EQ(filled.at(u"IPM.Note"), 1);
+
+    // A refill would bring the row back.
+    table[u"IPM.Note"] = 0;
+    ItemLog log;
+    {
+        WrapperFactory second;
+        EXPECT_EQ(second.CreateWrapper(ItemOfClass(u"IPM.Note", {Outlook::kIID_MailItem})), nullptr);
+    }
+    table[u"IPM.Note"] = 1;
+    EXPECT_EQ(table, filled);
+
+    const std::vector<std::string> expected = {
+        "Debug: WrapperFactory::Ctor call begin", "Debug: Global::InitTypesMap() call begin",
+        "Debug: Global::InitTypesMap() call end", "Debug: WrapperFactory::Ctor call end"};
+    const auto lines = log.Lines();
+    ASSERT_GE(lines.size(), expected.size());
+    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 4), expected);
+    EXPECT_EQ(lines.back(), "Debug: WrapperFactory::Dtor call end");
+}
+
+// The wrapper of an item that lacks its class's interface holds no item: building refuses clearly
+// and reads nothing.
+TEST(WrapperFactory, AnItemWithoutTheInterfaceGivesAWrapperThatRefusesToBuild) {
+    WrapperFactory factory(std::make_shared<Testing::FakePipeline>());
+    Testing::SelectionScope noSelection;
+    for (const auto& supported : SupportedClasses()) {
+        auto item = ItemOfClass(
+            supported.messageClass,
+            {Outlook::kIID_NoteItem == supported.iid ? Outlook::kIID_MailItem : Outlook::kIID_NoteItem});
+        ItemLog log;
+        const WrapperPtr wrapper = factory.CreateWrapper(item);
+        ASSERT_NE(wrapper, nullptr) << ToUtf8(supported.messageClass);
+        try {
+            wrapper->BuildNote();
+            ADD_FAILURE() << "built a note without the item: " << ToUtf8(supported.messageClass);
+        } catch (const ItemNotAccessibleException& e) {
+            EXPECT_EQ(e.GetMessage(), kItemNotAccessibleMessage);
+        }
+        EXPECT_EQ(item->gets, (std::vector<std::u16string>{u"MessageClass"}));
+        EXPECT_TRUE(item->mapiRequests.empty());
+        EXPECT_TRUE(Testing::Contains(
+            log.Messages(),
+            "Error: WrapperFactory::CreateWrapper: the item does not answer the interface of its class"));
+    }
+}
+
+} // namespace
+} // namespace Tessarix
