@@ -5,14 +5,16 @@
 
 #include <windows.h>
 
-#include <future>
-#include <mutex>
-#include <thread>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "../ClipActionTestSupport.h"
 #include "core/EnglishTexts.h"
 #include "core/Exceptions.h"
 #include "notes/ExportDocument.h"
+#include "support/win/ClientWindow.h"
 
 namespace Tessarix::Testing {
 namespace {
@@ -20,83 +22,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Delivery {
-    WPARAM sender = 0;
-    ULONG_PTR flag = 0;
-    std::string bytes;
-};
-
-// A desktop client: a top-level window that answers "TXCLIPPER_PING" with 64 and WM_COPYDATA with
-// `copyDataAnswer`, keeping what it was given.
-class Receiver {
-public:
-    explicit Receiver(LRESULT copyDataAnswer) : copyDataAnswer_(copyDataAnswer) {
-        std::promise<HWND> created;
-        auto window = created.get_future();
-        thread_ = std::thread([this, &created] { Run(created); });
-        window_ = window.get();
-    }
-    ~Receiver() { Stop(); }
-    Receiver(const Receiver&) = delete;
-    Receiver& operator=(const Receiver&) = delete;
-
-    bool Running() const { return window_ != nullptr; }
-    std::vector<Delivery> Stop() {
-        if (thread_.joinable()) {
-            PostMessageW(window_, WM_CLOSE, 0, 0);
-            thread_.join();
-        }
-        std::lock_guard guard(lock_);
-        return deliveries_;
-    }
-
-private:
-    static constexpr wchar_t kClass[] = L"TessarixClipActionTestClient";
-
-    void Run(std::promise<HWND>& created) {
-        ping_ = RegisterWindowMessageW(L"TXCLIPPER_PING");
-        WNDCLASSW type{};
-        type.lpfnWndProc = &Receiver::Procedure;
-        type.hInstance = GetModuleHandleW(nullptr);
-        type.lpszClassName = kClass;
-        RegisterClassW(&type); // an earlier receiver may have registered it
-        const HWND window = CreateWindowExW(0, kClass, L"client", WS_OVERLAPPED, 0, 0, 10, 10, nullptr,
-                                            nullptr, type.hInstance, this);
-        created.set_value(window);
-        if (!window)
-            return;
-        MSG message;
-        while (GetMessageW(&message, nullptr, 0, 0) > 0)
-            DispatchMessageW(&message);
-    }
-
-    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        if (message == WM_NCCREATE)
-            SetWindowLongPtrW(
-                window, GWLP_USERDATA,
-                reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams));
-        auto* self = reinterpret_cast<Receiver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (self && self->ping_ != 0 && message == self->ping_)
-            return 64;
-        if (self && message == WM_COPYDATA) {
-            const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
-            std::lock_guard guard(self->lock_);
-            self->deliveries_.push_back(
-                {wParam, data->dwData, std::string(static_cast<const char*>(data->lpData), data->cbData)});
-            return self->copyDataAnswer_;
-        }
-        if (message == WM_DESTROY)
-            PostQuitMessage(0);
-        return DefWindowProcW(window, message, wParam, lParam);
-    }
-
-    LRESULT copyDataAnswer_;
-    UINT ping_ = 0;
-    HWND window_ = nullptr;
-    std::thread thread_;
-    std::mutex lock_;
-    std::vector<Delivery> deliveries_;
-};
+// The desktop client.
+using Receiver = ClientWindow;
 
 class ClipToWindow : public ::testing::Test {
 protected:
