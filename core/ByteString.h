@@ -17,14 +17,16 @@ public:
         : bytes_(std::move(bytes)), length_(bytes_ ? length : 0) {}
     // Copies the bytes once into a new shared buffer.
     static StringUTF8 Copy(std::string_view bytes) {
-        if (bytes.empty()) return {};
+        if (bytes.empty())
+            return {};
         std::shared_ptr<char[]> buf(new char[bytes.size()]);
         std::memcpy(buf.get(), bytes.data(), bytes.size());
         return StringUTF8(std::move(buf), static_cast<std::uint32_t>(bytes.size()));
     }
     // Takes over a std::string without copying its bytes.
     static StringUTF8 Adopt(std::string bytes) {
-        if (bytes.empty()) return {};
+        if (bytes.empty())
+            return {};
         auto holder = std::make_shared<std::string>(std::move(bytes));
         const auto length = static_cast<std::uint32_t>(holder->size());
         std::shared_ptr<const char[]> view(holder, holder->data());
@@ -34,7 +36,9 @@ public:
     const char* Data() const { return bytes_.get(); }
     std::uint32_t Length() const { return length_; }
     bool Empty() const { return length_ == 0; }
-    std::string_view View() const { return bytes_ ? std::string_view(bytes_.get(), length_) : std::string_view(); }
+    std::string_view View() const {
+        return bytes_ ? std::string_view(bytes_.get(), length_) : std::string_view();
+    }
     bool SharesBufferWith(const StringUTF8& other) const { return bytes_ == other.bytes_; }
 
 private:

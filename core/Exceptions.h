@@ -13,7 +13,9 @@ namespace Tessarix {
 // HRESULTs as 32-bit signed integers on every platform.
 using HResult = std::int32_t;
 
-constexpr HResult HResultFrom(std::uint32_t value) { return static_cast<HResult>(value); }
+constexpr HResult HResultFrom(std::uint32_t value) {
+    return static_cast<HResult>(value);
+}
 
 constexpr HResult kS_OK = 0;
 constexpr HResult kS_FALSE = 1;
@@ -25,11 +27,14 @@ constexpr HResult kE_INVALIDARG = HResultFrom(0x80070057u);
 constexpr HResult kWC_E_XMLCHARACTER = HResultFrom(0xC00CEE2Bu);
 constexpr HResult kMAPI_E_NOT_FOUND = HResultFrom(0x8004010Fu);
 
-constexpr bool Failed(HResult hr) { return hr < 0; }
+constexpr bool Failed(HResult hr) {
+    return hr < 0;
+}
 
 // Throws a failing HRESULT as the plain integer; a success code passes.
 inline void ThrowIfFailed(HResult hr) {
-    if (Failed(hr)) throw hr;
+    if (Failed(hr))
+        throw hr;
 }
 
 class BaseException {

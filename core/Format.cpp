@@ -30,7 +30,8 @@ void AppendInteger(std::u16string& out, const FormatArg& arg, char16_t conv, con
     if (isSigned) {
         const std::int64_t v = arg.asSigned();
         negative = v < 0;
-        magnitude = negative ? std::uint64_t(0) - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
+        magnitude =
+            negative ? std::uint64_t(0) - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
     } else {
         magnitude = arg.asUnsigned();
         // A negative value given to %u/%x is shown as the 32-bit pattern, as the C runtime does with int.
@@ -91,12 +92,18 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
         Spec spec;
         for (; i < n; ++i) {
             const char16_t c = format[i];
-            if (c == u'-') spec.left = true;
-            else if (c == u'0') spec.zero = true;
-            else if (c == u'+') spec.plus = true;
-            else if (c == u' ') spec.space = true;
-            else if (c == u'#') spec.alt = true;
-            else break;
+            if (c == u'-')
+                spec.left = true;
+            else if (c == u'0')
+                spec.zero = true;
+            else if (c == u'+')
+                spec.plus = true;
+            else if (c == u' ')
+                spec.space = true;
+            else if (c == u'#')
+                spec.alt = true;
+            else
+                break;
         }
         auto readNumber = [&](int& target) {
             if (i < n && format[i] == u'*') { // width from the arguments
@@ -107,11 +114,13 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
             int v = 0;
             bool any = false;
             while (i < n && format[i] >= u'0' && format[i] <= u'9') {
-                if (v < 100000) v = v * 10 + (format[i] - u'0');
+                if (v < 100000)
+                    v = v * 10 + (format[i] - u'0');
                 ++i;
                 any = true;
             }
-            if (any) target = v;
+            if (any)
+                target = v;
         };
         readNumber(spec.width);
         if (i < n && format[i] == u'.') {
@@ -132,7 +141,8 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
                 break;
             }
         }
-        if (i >= n) break; // an unfinished conversion at the end expands to nothing
+        if (i >= n)
+            break; // an unfinished conversion at the end expands to nothing
         const char16_t conv = format[i++];
         const FormatArg* arg = next < args.size() ? &args[next] : nullptr;
         switch (conv) {
@@ -142,7 +152,8 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
         case u'x':
         case u'X':
             ++next;
-            if (arg && arg->kind() != FormatArg::Kind::Text) AppendInteger(out, *arg, conv, spec);
+            if (arg && arg->kind() != FormatArg::Kind::Text)
+                AppendInteger(out, *arg, conv, spec);
             break;
         case u'c':
             ++next;

@@ -20,14 +20,15 @@ public:
     enum class Kind { Signed, Unsigned, Text };
 
     template <typename T>
-        requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char16_t>)
-    FormatArg(T v) // NOLINT(google-explicit-constructor): arguments convert implicitly, as in printf
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char16_t>)
+        FormatArg(T v) // NOLINT(google-explicit-constructor): arguments convert implicitly, as in printf
         : kind_(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), i_(static_cast<std::int64_t>(v)),
           u_(static_cast<std::uint64_t>(v)) {}
     FormatArg(char16_t c) : kind_(Kind::Unsigned), i_(c), u_(c), text_(), ch_(c), isChar_(true) {}
     FormatArg(std::u16string_view s) : kind_(Kind::Text), text_(s) {}
     FormatArg(const std::u16string& s) : kind_(Kind::Text), text_(s) {}
-    FormatArg(const char16_t* s) : kind_(Kind::Text), text_(s ? std::u16string_view(s) : std::u16string_view()) {}
+    FormatArg(const char16_t* s)
+        : kind_(Kind::Text), text_(s ? std::u16string_view(s) : std::u16string_view()) {}
 
     Kind kind() const { return kind_; }
     std::int64_t asSigned() const { return i_; }
@@ -47,8 +48,7 @@ private:
 
 std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> args);
 
-template <typename... Args>
-std::u16string Format(std::u16string_view format, const Args&... args) {
+template <typename... Args> std::u16string Format(std::u16string_view format, const Args&... args) {
     if constexpr (sizeof...(Args) == 0) {
         return FormatV(format, {});
     } else {

@@ -59,13 +59,17 @@ std::u16string FromUtf8(std::string_view bytes) {
         } else if (b >= 0xE0 && b <= 0xEF) {
             len = 3;
             c = b & 0x0F;
-            if (b == 0xE0) lo = 0xA0;
-            if (b == 0xED) hi = 0x9F;
+            if (b == 0xE0)
+                lo = 0xA0;
+            if (b == 0xED)
+                hi = 0x9F;
         } else if (b >= 0xF0 && b <= 0xF4) {
             len = 4;
             c = b & 0x07;
-            if (b == 0xF0) lo = 0x90;
-            if (b == 0xF4) hi = 0x8F;
+            if (b == 0xF0)
+                lo = 0x90;
+            if (b == 0xF4)
+                hi = 0x8F;
         } else {
             out.push_back(0xFFFD);
             ++i;

@@ -13,7 +13,9 @@ std::u16string FromUtf8(std::string_view bytes);
 
 // Windows API boundary: wchar_t is a UTF-16 unit on Windows.
 #ifdef _WIN32
-inline const wchar_t* AsWide(const std::u16string& s) { return reinterpret_cast<const wchar_t*>(s.c_str()); }
+inline const wchar_t* AsWide(const std::u16string& s) {
+    return reinterpret_cast<const wchar_t*>(s.c_str());
+}
 inline std::u16string FromWide(const wchar_t* s) {
     return s ? std::u16string(reinterpret_cast<const char16_t*>(s)) : std::u16string();
 }

@@ -39,8 +39,8 @@ struct AutomationDate {
     double value = 0;
 };
 // VarBstrFromDate flags.
-inline constexpr unsigned kDateAndTime = 0;    // the date, and the time unless it is midnight
-inline constexpr unsigned kDateValueOnly = 2;  // VAR_DATEVALUEONLY
+inline constexpr unsigned kDateAndTime = 0;   // the date, and the time unless it is midnight
+inline constexpr unsigned kDateValueOnly = 2; // VAR_DATEVALUEONLY
 // Formats with the platform's variant date formatting (VarBstrFromDate with LOCALE_USER_DEFAULT on
 // Windows; US-English Windows text on POSIX, e.g. "3/7/2011 2:05:09 PM"). No date gives "";
 // a date outside the automation range gives "Invalid DateTime".

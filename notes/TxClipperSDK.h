@@ -22,6 +22,7 @@ public:
 };
 
 // The send operation that BuildAndSendExport uses; tests may pass their own.
-using SendFunction = int (*)(Ui::WindowHandle sender, const char* bytes, std::uint32_t length, std::int32_t shift);
+using SendFunction = int (*)(Ui::WindowHandle sender, const char* bytes, std::uint32_t length,
+                             std::int32_t shift);
 
 } // namespace Tessarix::Notes

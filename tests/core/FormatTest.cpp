@@ -7,7 +7,8 @@ using Tessarix::Format;
 TEST(Format, IntegersWithWidthPrecisionAndFlags) {
     EXPECT_EQ(Format(u"%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", 3, 7, 2011, 14, 5, 9, 42),
               u"03/07/2011 14:05:09:0042 ");
-    EXPECT_EQ(Format(u"%i-%02i-%02iT%02i:%02i:%02i.%03iZ", 2011, 3, 7, 13, 5, 9, 42), u"2011-03-07T13:05:09.042Z");
+    EXPECT_EQ(Format(u"%i-%02i-%02iT%02i:%02i:%02i.%03iZ", 2011, 3, 7, 13, 5, 9, 42),
+              u"2011-03-07T13:05:09.042Z");
     EXPECT_EQ(Format(u"%d|%5d|%-5d|%05d|%+d", -12, 42, 42, -42, 7), u"-12|   42|42   |-0042|+7");
     EXPECT_EQ(Format(u"%u %x %X %#x", 4294967295u, 255, 255, 255), u"4294967295 ff FF 0xff");
     EXPECT_EQ(Format(u"%d", INT64_MIN), u"-9223372036854775808");

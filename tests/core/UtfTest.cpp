@@ -20,7 +20,7 @@ TEST(Utf, LoneSurrogatesBecomeReplacementCharacters) {
 TEST(Utf, IllFormedInputIsReplacedPerMaximalSubpart) {
     // Unicode's recommended practice (also MultiByteToWideChar's since Vista).
     EXPECT_EQ(FromUtf8("\x80"), u"\uFFFD");
-    EXPECT_EQ(FromUtf8("\xC0\xAF"), u"\uFFFD\uFFFD");          // overlong
+    EXPECT_EQ(FromUtf8("\xC0\xAF"), u"\uFFFD\uFFFD");           // overlong
     EXPECT_EQ(FromUtf8("\xED\xA0\x80"), u"\uFFFD\uFFFD\uFFFD"); // encoded surrogate
     EXPECT_EQ(FromUtf8("\xE4\xBD"), u"\uFFFD");                 // truncated at the end
     EXPECT_EQ(FromUtf8("\xF0\x9F\x98x"), u"\uFFFDx");
