@@ -28,7 +28,8 @@ public:
     virtual std::shared_ptr<IAction> ClipItem(IDispatch* item) = 0;
 };
 
-// The product's clip actions.
+// The product's: SelectionClipAction::CanBeExecuteOn, SelectionClipAction and ItemClipAction over
+// the Outlook objects, reached through the automation seam.
 std::shared_ptr<IClipActions> MakeClipActions();
 
 } // namespace Tessarix::Addin

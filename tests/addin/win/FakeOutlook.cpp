@@ -62,6 +62,13 @@ VariantValue VariantValue::Object(IDispatch* value) {
     return v;
 }
 
+VariantValue VariantValue::Date(DATE value) {
+    VariantValue v;
+    v.value_.vt = VT_DATE;
+    v.value_.date = value;
+    return v;
+}
+
 std::wstring VariantValue::Text() const {
     if (value_.vt != VT_BSTR || !value_.bstrVal)
         return L"<not text>";
@@ -163,6 +170,10 @@ FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
 
 FakeObject::~FakeObject() = default;
 
+void FakeObject::Answer(const IID& iid) {
+    iids_.push_back(iid);
+}
+
 void FakeObject::Define(const std::wstring& name, Member member) {
     DISPID id = 0;
     LPOLESTR names[] = {const_cast<LPOLESTR>(name.c_str())};
@@ -176,6 +187,20 @@ void FakeObject::Property(const std::wstring& name, const VariantValue& value) {
             return DISP_E_MEMBERNOTFOUND;
         if (result)
             ::VariantCopy(result, const_cast<VARIANT*>(&value.Get()));
+        return S_OK;
+    });
+}
+
+void FakeObject::ObjectProperty(const std::wstring& name, IDispatch* object) {
+    Define(name, [object](WORD flags, const std::vector<VariantValue>&, VARIANT* result) -> HRESULT {
+        if (!(flags & DISPATCH_PROPERTYGET))
+            return DISP_E_MEMBERNOTFOUND;
+        if (result) {
+            result->vt = VT_DISPATCH;
+            result->pdispVal = object;
+            if (object)
+                object->AddRef();
+        }
         return S_OK;
     });
 }
@@ -288,6 +313,149 @@ HRESULT STDMETHODCALLTYPE FakeObject::FindConnectionPoint(REFIID iid, IConnectio
     }
     *point = nullptr;
     return CONNECT_E_NOCONNECTION;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+HRESULT ReturnObject(IDispatch* object, VARIANT* result) {
+    if (!result)
+        return E_POINTER;
+    result->vt = VT_DISPATCH;
+    result->pdispVal = object;
+    if (object)
+        object->AddRef();
+    return S_OK;
+}
+
+} // namespace
+
+FakeCollection::FakeCollection() {
+    Define(L"Count", [this](WORD flags, const std::vector<VariantValue>&, VARIANT* result) -> HRESULT {
+        if (!(flags & DISPATCH_PROPERTYGET) || !result)
+            return DISP_E_MEMBERNOTFOUND;
+        result->vt = VT_I4;
+        result->lVal = static_cast<LONG>(items.size());
+        return S_OK;
+    });
+    Define(L"Item", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
+        if (args.size() != 1 || args[0].Get().vt != VT_I4)
+            return E_INVALIDARG;
+        const LONG i = args[0].Int();
+        if (i < 1 || i > static_cast<LONG>(items.size()))
+            return E_INVALIDARG;
+        return ReturnObject(items[i - 1], result);
+    });
+}
+
+std::unique_ptr<FakeObject> NewStickyNote(const StickyNoteFields& fields) {
+    auto note = std::make_unique<FakeObject>(std::vector<IID>{kIID_NoteItem});
+    note->Property(L"MessageClass", VariantValue::Text(L"IPM.StickyNote"));
+    note->Property(L"Subject", VariantValue::Text(fields.subject));
+    note->Property(L"Body", VariantValue::Text(fields.body));
+    note->Property(L"Categories", VariantValue::Text(fields.categories));
+    note->Property(L"CreationTime", VariantValue::Date(fields.created));
+    return note;
+}
+
+std::unique_ptr<FakeObject> NewMail(const std::wstring& subject, bool sent) {
+    auto mail = std::make_unique<FakeObject>(std::vector<IID>{kIID_MailItem});
+    mail->Property(L"MessageClass", VariantValue::Text(L"IPM.Note"));
+    mail->Property(L"Subject", VariantValue::Text(subject));
+    mail->Property(L"Sent", VariantValue::Bool(sent));
+    return mail;
+}
+
+std::unique_ptr<FakeObject> NewItem(const std::wstring& messageClass) {
+    auto item = std::make_unique<FakeObject>();
+    item->Property(L"MessageClass", VariantValue::Text(messageClass));
+    item->Property(L"Subject", VariantValue::Text(messageClass));
+    return item;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+FakeBar::FakeBar() {
+    bar.ObjectProperty(L"Controls", D(controls));
+    controls.Define(L"Add", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
+        // Type 1 (a button), Id/Parameter/Before left out, Temporary true.
+        if (args.size() != 5 || args[0].Int() != 1 || args[1].Get().vt != VT_ERROR || !args[4].Bool())
+            return E_INVALIDARG;
+        auto button = std::make_unique<FakeObject>();
+        button->Events(kIID_CommandBarButtonEvents);
+        button->Define(L"Delete", [](WORD, const std::vector<VariantValue>&, VARIANT*) { return S_OK; });
+        const HRESULT hr = ReturnObject(D(*button), result);
+        buttons.push_back(std::move(button));
+        return hr;
+    });
+}
+
+std::size_t FakeBar::Shown() const {
+    return static_cast<std::size_t>(std::count_if(
+        buttons.begin(), buttons.end(), [](const auto& button) { return button->Calls(L"Delete") == 0; }));
+}
+
+FakeCommandBars::FakeCommandBars() {
+    bars.Events(kIID_CommandBarsEvents);
+    bars.Define(L"Item", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
+        const std::wstring name = args.empty() ? L"" : args[0].Text();
+        FakeObject* bar = name == L"Standard"                           ? &standard.bar
+                          : name == L"Menu Bar"                         ? &menu.bar
+                          : name == L"Context Menu" && contextMenuShown ? &context.bar
+                                                                        : nullptr;
+        if (!bar)
+            return E_INVALIDARG;
+        return ReturnObject(D(*bar), result);
+    });
+    toolsPopup.ObjectProperty(L"CommandBar", D(tools.bar));
+    menu.bar.Define(L"FindControl", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) {
+        if (args.size() == 5 && args[0].Int() == 10 && args[1].Int() == 30007 && hasToolsMenu)
+            return ReturnObject(D(toolsPopup), result);
+        return S_OK; // nothing when there is no such control
+    });
+}
+
+FakeExplorer::FakeExplorer(int placeholders) {
+    explorer.Events(kIID_ExplorerEvents_10);
+    explorer.ObjectProperty(L"Selection", D(selection));
+    explorer.ObjectProperty(L"CommandBars", D(commandBars.bars));
+    for (int i = 0; i < placeholders; ++i) {
+        placeholders_.push_back(std::make_unique<FakeObject>());
+        selection.items.push_back(D(*placeholders_.back()));
+    }
+}
+
+FakeApplication::FakeApplication(std::vector<FakeExplorer*> open, const std::wstring& version) {
+    application.Events(kIID_ApplicationEvents_11);
+    if (!version.empty())
+        application.Property(L"Version", VariantValue::Text(version));
+    application.ObjectProperty(L"Explorers", D(explorers));
+    application.ObjectProperty(L"Inspectors", D(inspectors));
+    explorers.Events(kIID_ExplorersEvents);
+    inspectors.Events(kIID_InspectorsEvents);
+    for (FakeExplorer* explorer : open) {
+        explorers.items.push_back(D(explorer->explorer));
+        explorer->explorer.ObjectProperty(L"Application", D(application));
+    }
+}
+
+FakeInspector::FakeInspector(std::optional<bool> sentMail) {
+    Show(D(item));
+    if (sentMail) {
+        item.Answer(kIID_MailItem);
+        item.Property(L"Sent", VariantValue::Bool(*sentMail));
+    }
+}
+
+FakeInspector::FakeInspector(IDispatch* shown) {
+    Show(shown);
+}
+
+void FakeInspector::Show(IDispatch* shown) {
+    inspector.Events(kIID_InspectorEvents_10);
+    inspector.ObjectProperty(L"CurrentItem", shown);
+    inspector.ObjectProperty(L"CommandBars", D(commandBars.bars));
 }
 
 } // namespace Tessarix::Addin::Testing

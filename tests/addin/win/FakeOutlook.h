@@ -1,7 +1,8 @@
 #pragma once
 // Scripted Outlook and Office objects for the add-in's tests: automation objects whose members are
 // test functions, which record what is put into them and fire events through real connection
-// points. Objects are owned by the tests; their reference counts are checked, never acted on.
+// points, and the Outlook windows, command bars and items built from them. Objects are owned by the
+// tests; their reference counts are checked, never acted on.
 #include <windows.h>
 
 #include <oaidl.h>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,7 @@ inline const IID kIID_Application = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 
 inline const IID kIID_Explorer = {0x00063003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline const IID kIID_Inspector = {0x00063005, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline const IID kIID_MailItem = {0x00063034, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline const IID kIID_NoteItem = {0x00063025, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline const IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline const IID kIID_ExplorersEvents = {0x00063078, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline const IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -45,6 +48,7 @@ public:
     static VariantValue Bool(bool value);
     static VariantValue Text(const std::wstring& value);
     static VariantValue Object(IDispatch* value);
+    static VariantValue Date(DATE value);
 
     const VARIANT& Get() const { return value_; }
     std::wstring Text() const; // VT_BSTR
@@ -64,10 +68,15 @@ public:
     FakeObject& operator=(const FakeObject&) = delete;
 
     // A member answers a get, put or call: `args` in their written order; S_OK or a failure.
+    // QueryInterface answers `iid` as well from now on.
+    void Answer(const IID& iid);
     using Member = std::function<HRESULT(WORD flags, const std::vector<VariantValue>& args, VARIANT* result)>;
     void Define(const std::wstring& name, Member member);
     // A property that reads as `value`, a copy each time.
     void Property(const std::wstring& name, const VariantValue& value);
+    // A property that reads as `object` (null: nothing) without holding a reference to it, so that
+    // objects may point at each other and be destroyed in any order.
+    void ObjectProperty(const std::wstring& name, IDispatch* object);
     // A property whose read fails with `hr`.
     void Failing(const std::wstring& name, HRESULT hr);
     // Puts are recorded under the property name (last value wins) unless a member is defined.
@@ -102,6 +111,102 @@ private:
     std::map<std::wstring, VariantValue> puts_;
     std::map<std::wstring, int> calls_;
     std::vector<std::unique_ptr<FakeConnectionPoint>> points_;
+};
+
+inline IDispatch* D(FakeObject& object) {
+    return static_cast<IDispatch*>(&object);
+}
+
+// A collection (a selection, the explorers): Count and Item(index) over `items`, the index a VT_I4
+// counting from 1. It holds no references to the items.
+class FakeCollection : public FakeObject {
+public:
+    FakeCollection();
+    std::vector<IDispatch*> items;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Items
+
+struct StickyNoteFields {
+    std::wstring subject;
+    std::wstring body;
+    std::wstring categories;
+    DATE created = 0;
+};
+
+// "IPM.StickyNote" answering _NoteItem.
+std::unique_ptr<FakeObject> NewStickyNote(const StickyNoteFields& fields);
+// "IPM.Note" answering _MailItem, with its Sent flag.
+std::unique_ptr<FakeObject> NewMail(const std::wstring& subject, bool sent);
+// An item of a class without a wrapper, e.g. "IPM.DistList".
+std::unique_ptr<FakeObject> NewItem(const std::wstring& messageClass);
+
+// ---------------------------------------------------------------------------------------------
+// Windows and command bars
+
+// A command bar whose Controls.Add makes recorded buttons with Click events.
+struct FakeBar {
+    FakeObject bar;
+    FakeObject controls;
+    std::vector<std::unique_ptr<FakeObject>> buttons;
+
+    FakeBar();
+    FakeObject& Last() { return *buttons.back(); }
+    // The buttons not deleted yet.
+    std::size_t Shown() const;
+};
+
+// CommandBars with "Standard", "Menu Bar" (its Tools popup optional) and "Context Menu", and the
+// OnUpdate event.
+struct FakeCommandBars {
+    FakeObject bars;
+    FakeBar standard, menu, tools, context;
+    FakeObject toolsPopup{{kIID_CommandBarPopup}};
+    bool hasToolsMenu = true;
+    bool contextMenuShown = true;
+
+    FakeCommandBars();
+};
+
+struct FakeExplorer {
+    FakeObject explorer{{kIID_Explorer}};
+    FakeCollection selection;
+    FakeCommandBars commandBars;
+
+    // `placeholders`: that many plain objects selected.
+    explicit FakeExplorer(int placeholders = 1);
+    void Select(std::vector<IDispatch*> items) { selection.items = std::move(items); }
+
+private:
+    std::vector<std::unique_ptr<FakeObject>> placeholders_;
+};
+
+// The application with its explorer collection (the given explorers are open) and inspector
+// collection; each open explorer's Application is this one.
+struct FakeApplication {
+    FakeObject application{{kIID_Application}};
+    FakeCollection explorers;
+    FakeObject inspectors;
+
+    explicit FakeApplication(std::vector<FakeExplorer*> open = {}, const std::wstring& version = L"");
+    void Activate(FakeExplorer& explorer) {
+        application.ObjectProperty(L"ActiveExplorer", D(explorer.explorer));
+    }
+};
+
+struct FakeInspector {
+    FakeObject inspector{{kIID_Inspector}};
+    FakeObject item;
+    FakeCommandBars commandBars;
+
+    // Its own item: a mail with this Sent flag, or (none) an item of another type.
+    explicit FakeInspector(std::optional<bool> sentMail);
+    // Shows `shown`.
+    explicit FakeInspector(IDispatch* shown);
+
+private:
+    void Show(IDispatch* shown);
 };
 
 } // namespace Tessarix::Addin::Testing

@@ -27,6 +27,11 @@
 namespace Tessarix::Addin {
 namespace {
 
+using Testing::D;
+using Testing::FakeApplication;
+using Testing::FakeBar;
+using Testing::FakeExplorer;
+using Testing::FakeInspector;
 using Testing::FakeObject;
 using Testing::VariantValue;
 
@@ -179,135 +184,6 @@ private:
     IDispatch* context_;
 };
 
-// ---------------------------------------------------------------------------------------------
-// Scripted Outlook windows
-
-IDispatch* D(FakeObject& object) {
-    return static_cast<IDispatch*>(&object);
-}
-
-// A command bar whose Controls.Add makes recorded buttons.
-struct FakeBar {
-    FakeObject bar;
-    FakeObject controls;
-    std::vector<std::unique_ptr<FakeObject>> buttons;
-
-    FakeBar() {
-        bar.Property(L"Controls", VariantValue::Object(D(controls)));
-        controls.Define(
-            L"Add", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
-                // Type 1 (a button), Id/Parameter/Before left out, Temporary true.
-                if (args.size() != 5 || args[0].Int() != 1 || args[1].Get().vt != VT_ERROR ||
-                    !args[4].Bool()) {
-                    return E_INVALIDARG;
-                }
-                auto button = std::make_unique<FakeObject>();
-                button->Events(Testing::kIID_CommandBarButtonEvents);
-                button->Define(L"Delete",
-                               [](WORD, const std::vector<VariantValue>&, VARIANT*) { return S_OK; });
-                result->vt = VT_DISPATCH;
-                result->pdispVal = D(*button);
-                button->AddRef();
-                buttons.push_back(std::move(button));
-                return S_OK;
-            });
-    }
-    FakeObject& Last() { return *buttons.back(); }
-};
-
-// CommandBars with "Standard", "Menu Bar" (its Tools popup optional) and "Context Menu".
-struct FakeCommandBars {
-    FakeObject bars;
-    FakeBar standard, menu, tools, context;
-    FakeObject toolsPopup{{Testing::kIID_CommandBarPopup}};
-    bool hasToolsMenu = true;
-    bool contextMenuShown = true;
-
-    FakeCommandBars() {
-        bars.Events(Testing::kIID_CommandBarsEvents);
-        bars.Define(L"Item", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
-            const std::wstring name = args.empty() ? L"" : args[0].Text();
-            FakeObject* bar = name == L"Standard"                           ? &standard.bar
-                              : name == L"Menu Bar"                         ? &menu.bar
-                              : name == L"Context Menu" && contextMenuShown ? &context.bar
-                                                                            : nullptr;
-            if (!bar)
-                return E_INVALIDARG;
-            result->vt = VT_DISPATCH;
-            result->pdispVal = D(*bar);
-            bar->AddRef();
-            return S_OK;
-        });
-        toolsPopup.Property(L"CommandBar", VariantValue::Object(D(tools.bar)));
-        menu.bar.Define(L"FindControl", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) {
-            if (args.size() == 5 && args[0].Int() == 10 && args[1].Int() == 30007 && hasToolsMenu) {
-                result->vt = VT_DISPATCH;
-                result->pdispVal = D(toolsPopup);
-                toolsPopup.AddRef();
-            }
-            return S_OK; // Nothing when there is no such control
-        });
-    }
-};
-
-struct FakeExplorer {
-    FakeObject explorer{{Testing::kIID_Explorer}};
-    FakeObject selection;
-    FakeCommandBars commandBars;
-
-    explicit FakeExplorer(int selected = 1) {
-        explorer.Events(Testing::kIID_ExplorerEvents_10);
-        explorer.Property(L"Selection", VariantValue::Object(D(selection)));
-        explorer.Property(L"CommandBars", VariantValue::Object(D(commandBars.bars)));
-        selection.Property(L"Count", VariantValue::Int(selected));
-    }
-};
-
-struct FakeApplication {
-    FakeObject application{{Testing::kIID_Application}};
-    FakeObject explorers;
-    FakeObject inspectors;
-    std::vector<FakeExplorer*> open;
-
-    explicit FakeApplication(std::vector<FakeExplorer*> openExplorers = {}) : open(std::move(openExplorers)) {
-        application.Events(Testing::kIID_ApplicationEvents_11);
-        application.Property(L"Explorers", VariantValue::Object(D(explorers)));
-        application.Property(L"Inspectors", VariantValue::Object(D(inspectors)));
-        explorers.Events(Testing::kIID_ExplorersEvents);
-        inspectors.Events(Testing::kIID_InspectorsEvents);
-        explorers.Property(L"Count", VariantValue::Int(static_cast<LONG>(open.size())));
-        explorers.Define(L"Item",
-                         [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
-                             // The index comes as a VT_I4, counting from 1.
-                             if (args.size() != 1 || args[0].Get().vt != VT_I4)
-                                 return E_INVALIDARG;
-                             const LONG i = args[0].Int();
-                             if (i < 1 || i > static_cast<LONG>(open.size()))
-                                 return E_INVALIDARG;
-                             result->vt = VT_DISPATCH;
-                             result->pdispVal = D(open[i - 1]->explorer);
-                             result->pdispVal->AddRef();
-                             return S_OK;
-                         });
-    }
-};
-
-struct FakeInspector {
-    FakeObject inspector{{Testing::kIID_Inspector}};
-    FakeObject item;
-    FakeCommandBars commandBars;
-
-    // `mail`: the item is a mail with this Sent flag; otherwise another item type.
-    explicit FakeInspector(std::optional<bool> sentMail)
-        : item(sentMail ? std::vector<IID>{Testing::kIID_MailItem} : std::vector<IID>{}) {
-        inspector.Events(Testing::kIID_InspectorEvents_10);
-        inspector.Property(L"CurrentItem", VariantValue::Object(D(item)));
-        inspector.Property(L"CommandBars", VariantValue::Object(D(commandBars.bars)));
-        if (sentMail)
-            item.Property(L"Sent", VariantValue::Bool(*sentMail));
-    }
-};
-
 std::shared_ptr<CTessarixButtonCreator> ButtonCreator() {
     return std::make_shared<CTessarixButtonCreator>(std::make_shared<CLocalize>(),
                                                     std::make_shared<CButtonCreator>());
@@ -447,7 +323,7 @@ TEST(InspectorTrackingTest, ViewIsBuiltAtTheFirstActivationWhenTheItemWasNotRead
     EXPECT_EQ(inspectors.Count(), 1u); // not ignored: there is no item to judge by
     EXPECT_TRUE(builder->built.empty());
 
-    late.inspector.Property(L"CurrentItem", VariantValue::Object(D(late.item)));
+    late.inspector.ObjectProperty(L"CurrentItem", D(late.item));
     late.inspector.Fire(Testing::kIID_InspectorEvents_10, kActivate);
     ASSERT_EQ(builder->built.size(), 1u);
     EXPECT_EQ(builder->built[0].second, nullptr);
@@ -553,8 +429,8 @@ TEST(CommandBarViewTest, ItemContextMenuEntryDependsOnTheSelection) {
 TEST(CommandBarViewTest, Outlook2003ContextMenuIsRebuiltOnEveryUpdateOfTheBars) {
     FakeExplorer explorer(2);
     FakeApplication outlook;
-    outlook.application.Property(L"ActiveExplorer", VariantValue::Object(D(explorer.explorer)));
-    explorer.explorer.Property(L"Application", VariantValue::Object(D(outlook.application)));
+    outlook.Activate(explorer);
+    explorer.explorer.ObjectProperty(L"Application", D(outlook.application));
     auto clips = std::make_shared<RecordingClipActions>();
     ExplorerView2003 view(D(explorer.explorer), ButtonCreator(), clips);
     view.Init();

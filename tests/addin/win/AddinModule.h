@@ -1,0 +1,227 @@
+#pragma once
+// The real TessarixOL.dll as the tests under Wine load it, the log lines it writes, and the
+// ribbon objects Outlook hands to its callbacks.
+#include <windows.h>
+
+#include <objbase.h>
+#include <oleauto.h>
+#include <shlobj.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "addin/OfficeInterfaces.h"
+#include "core/Utf.h"
+
+// COM objects are destroyed by their own Release; COM interfaces have no destructors.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+namespace Tessarix::Addin::Testing {
+
+// ---------------------------------------------------------------------------------------------
+// The module under test
+
+struct AddinModule {
+    HMODULE module = nullptr;
+    HRESULT(STDAPICALLTYPE* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
+    HRESULT(STDAPICALLTYPE* canUnloadNow)() = nullptr;
+    HRESULT(STDAPICALLTYPE* registerServer)() = nullptr;
+    HRESULT(STDAPICALLTYPE* unregisterServer)() = nullptr;
+    HRESULT(STDAPICALLTYPE* install)(BOOL, LPCWSTR) = nullptr;
+    std::wstring path;
+};
+
+template <typename F> inline void Bind(HMODULE module, const char* name, F& function) {
+    function = reinterpret_cast<F>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
+
+// The build's path of the DLL, in the form Wine maps the Unix root to (drive Z:).
+inline std::wstring DllPath() {
+    std::wstring path = reinterpret_cast<const wchar_t*>(FromUtf8(TX_ADDIN_DLL).c_str());
+    if (!path.empty() && path[0] == L'/')
+        path = L"Z:" + path;
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
+
+inline AddinModule& Dll() {
+    static AddinModule dll = [] {
+        AddinModule d;
+        d.module = ::LoadLibraryW(DllPath().c_str());
+        if (!d.module)
+            return d;
+        Bind(d.module, "DllGetClassObject", d.getClassObject);
+        Bind(d.module, "DllCanUnloadNow", d.canUnloadNow);
+        Bind(d.module, "DllRegisterServer", d.registerServer);
+        Bind(d.module, "DllUnregisterServer", d.unregisterServer);
+        Bind(d.module, "DllInstall", d.install);
+        wchar_t buffer[MAX_PATH];
+        d.path.assign(buffer, ::GetModuleFileNameW(d.module, buffer, MAX_PATH));
+        return d;
+    }();
+    return dll;
+}
+
+// The log lines the DLL writes from now on (across a rotation, too).
+class LogCapture {
+public:
+    LogCapture() {
+        for (const auto& [name, size] : Sizes())
+            sizes_[name] = size;
+    }
+
+    std::string Text() const {
+        std::string text;
+        for (const auto& [name, size] : Sizes()) {
+            const auto before = sizes_.find(name);
+            const std::uintmax_t from = before == sizes_.end() ? 0 : before->second;
+            text += Read(name, from);
+        }
+        return text;
+    }
+
+private:
+    static std::wstring Folder() {
+        PWSTR base = nullptr;
+        if (FAILED(::SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &base)))
+            return {};
+        std::wstring folder = std::wstring(base) + L"\\Tessarix\\Tessarix\\Logs\\";
+        ::CoTaskMemFree(base);
+        return folder;
+    }
+
+    // Name order is write order within a day: the date, then the index ("_1", "_2", ... ".txt").
+    static std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> SizesByOrder() {
+        std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> sizes;
+        WIN32_FIND_DATAW data;
+        HANDLE find = ::FindFirstFileW((Folder() + L"OLClipper_*.txt").c_str(), &data);
+        if (find == INVALID_HANDLE_VALUE)
+            return sizes;
+        do {
+            const std::wstring name = data.cFileName;
+            sizes[{name.size(), name}] = (std::uintmax_t(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+        } while (::FindNextFileW(find, &data));
+        ::FindClose(find);
+        return sizes;
+    }
+
+    static std::vector<std::pair<std::wstring, std::uintmax_t>> Sizes() {
+        std::vector<std::pair<std::wstring, std::uintmax_t>> list;
+        for (const auto& [key, size] : SizesByOrder())
+            list.emplace_back(key.second, size);
+        return list;
+    }
+
+    static std::string Read(const std::wstring& name, std::uintmax_t from) {
+        HANDLE file = ::CreateFileW((Folder() + name).c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (file == INVALID_HANDLE_VALUE)
+            return {};
+        LARGE_INTEGER offset;
+        offset.QuadPart = static_cast<LONGLONG>(from);
+        ::SetFilePointerEx(file, offset, nullptr, FILE_BEGIN);
+        std::string bytes;
+        char buffer[65536];
+        DWORD read = 0;
+        while (::ReadFile(file, buffer, sizeof(buffer), &read, nullptr) && read > 0)
+            bytes.append(buffer, read);
+        ::CloseHandle(file);
+        return bytes;
+    }
+
+    std::map<std::wstring, std::uintmax_t> sizes_;
+};
+
+inline std::size_t Find(const std::string& text, const char* needle) {
+    return text.find(needle);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Ribbon objects
+
+class FakeRibbonControl final : public IRibbonControl {
+public:
+    explicit FakeRibbonControl(IDispatch* context) : context_(context) {}
+    LONG refs = 1;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
+            !IsEqualIID(iid, __uuidof(IRibbonControl))) {
+            return E_NOINTERFACE;
+        }
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override {
+        *id = ::SysAllocString(L"Tessarix_MailsButton");
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE get_Context(IDispatch** context) override {
+        *context = context_;
+        if (context_)
+            context_->AddRef();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE get_Tag(BSTR* tag) override {
+        *tag = nullptr;
+        return S_OK;
+    }
+
+private:
+    IDispatch* context_;
+};
+
+class FakeRibbonUI final : public IRibbonUI {
+public:
+    LONG refs = 1;
+    int invalidations = 0;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
+            !IsEqualIID(iid, __uuidof(IRibbonUI))) {
+            return E_NOINTERFACE;
+        }
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invalidate() override {
+        ++invalidations;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE InvalidateControl(BSTR) override { return S_OK; }
+};
+
+} // namespace Tessarix::Addin::Testing
+
+#pragma GCC diagnostic pop

@@ -1,0 +1,713 @@
+// TessarixOL.dll end to end under Wine: registered, created through its ProgID and connected to a
+// scripted Outlook whose toolbar, menu, context-menu, inspector and ribbon buttons run real clips of
+// sticky notes; each export document is parsed as it arrived at a real desktop-client window.
+// Every reference the add-in took on Outlook's objects is given back, and the module can unload.
+#include <windows.h>
+
+#include <objbase.h>
+#include <oleauto.h>
+#include <xmllite.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AddinModule.h"
+#include "FakeOutlook.h"
+#include "addin/OfficeInterfaces.h"
+#include "addin/TessarixOL.h"
+#include "core/Utf.h"
+#include "core/Utils.h"
+#include "core/win/ComPtr.h"
+#include "core/win/OleTypes.h"
+#include "support/win/ClientWindow.h"
+
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
+
+namespace Tessarix::Addin {
+namespace {
+
+using Tessarix::Testing::ClientWindow;
+using Tessarix::Testing::Delivery;
+using Testing::D;
+using Testing::Dll;
+using Testing::FakeApplication;
+using Testing::FakeBar;
+using Testing::FakeCollection;
+using Testing::FakeCommandBars;
+using Testing::FakeExplorer;
+using Testing::FakeInspector;
+using Testing::FakeObject;
+using Testing::FakeRibbonControl;
+using Testing::FakeRibbonUI;
+using Testing::LogCapture;
+using Testing::StickyNoteFields;
+using Testing::VariantValue;
+using Win::ComPtr;
+
+constexpr DISPID kNewWindow = 0xF001; // NewExplorer, NewInspector
+constexpr DISPID kFolderSwitch = 0xF002;
+constexpr DISPID kSelectionChange = 0xF007;
+constexpr DISPID kClose = 0xF008;
+constexpr DISPID kClick = 1;
+constexpr DISPID kCommandBarsUpdate = 1;
+constexpr DISPID kItemContextMenuDisplay = 0xFB41;
+
+// ---------------------------------------------------------------------------------------------
+// What the desktop client received
+
+struct ReceivedNote {
+    std::u16string title;
+    std::u16string content;
+    std::u16string created;
+    std::vector<std::u16string> attributes; // element names inside note-attributes
+    int resources = 0;
+};
+
+struct ReceivedDocument {
+    bool byteOrderMark = false;
+    std::u16string doctype;
+    std::u16string root;
+    std::vector<ReceivedNote> notes;
+};
+
+std::u16string Text(const wchar_t* text, UINT length) {
+    return FromWide(text, length);
+}
+
+// Parses the bytes with the platform's XML reader (XmlLite); a malformed or truncated document
+// fails the test.
+ReceivedDocument Parse(const std::string& bytes) {
+    ReceivedDocument document;
+    document.byteOrderMark = bytes.rfind("\xEF\xBB\xBF", 0) == 0;
+    using CreateXmlReaderFunction = HRESULT(WINAPI*)(REFIID, void**, IMalloc*);
+    static const HMODULE xmllite = ::LoadLibraryW(L"xmllite.dll");
+    const auto create = reinterpret_cast<CreateXmlReaderFunction>(
+        reinterpret_cast<void*>(::GetProcAddress(xmllite, "CreateXmlReader")));
+    EXPECT_NE(create, nullptr);
+    if (!create)
+        return document;
+    ComPtr<IXmlReader> reader;
+    EXPECT_EQ(create(__uuidof(IXmlReader), reinterpret_cast<void**>(reader.AddressOf()), nullptr), S_OK);
+    EXPECT_EQ(reader->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Parse), S_OK);
+    ComPtr<IStream> stream;
+    HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+    std::memcpy(::GlobalLock(memory), bytes.data(), bytes.size());
+    ::GlobalUnlock(memory);
+    EXPECT_EQ(::CreateStreamOnHGlobal(memory, TRUE, stream.AddressOf()), S_OK);
+    ULARGE_INTEGER size;
+    size.QuadPart = bytes.size();
+    stream->SetSize(size);
+    EXPECT_EQ(reader->SetInput(stream.Get()), S_OK);
+
+    std::vector<std::u16string> path;
+    XmlNodeType type = XmlNodeType_None;
+    HRESULT hr = S_OK;
+    while ((hr = reader->Read(&type)) == S_OK) {
+        const wchar_t* name = nullptr;
+        UINT length = 0;
+        switch (type) {
+        case XmlNodeType_DocumentType:
+            reader->GetLocalName(&name, &length);
+            document.doctype = Text(name, length);
+            break;
+        case XmlNodeType_Element: {
+            reader->GetLocalName(&name, &length);
+            const std::u16string element = Text(name, length);
+            if (path.empty())
+                document.root = element;
+            else if (path.size() == 1 && element == u"note")
+                document.notes.emplace_back();
+            else if (path.size() == 2 && element == u"resource")
+                ++document.notes.back().resources;
+            else if (path.size() == 3 && path.back() == u"note-attributes")
+                document.notes.back().attributes.push_back(element);
+            if (!reader->IsEmptyElement())
+                path.push_back(element);
+            break;
+        }
+        case XmlNodeType_EndElement:
+            path.pop_back();
+            break;
+        case XmlNodeType_Text:
+        case XmlNodeType_CDATA: {
+            reader->GetValue(&name, &length);
+            if (path.size() == 3 && path[1] == u"note") {
+                ReceivedNote& note = document.notes.back();
+                std::u16string* field = path[2] == u"title"     ? &note.title
+                                        : path[2] == u"content" ? &note.content
+                                        : path[2] == u"created" ? &note.created
+                                                                : nullptr;
+                if (field)
+                    *field += Text(name, length);
+            }
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    EXPECT_EQ(hr, S_FALSE) << "the document is not well-formed";
+    EXPECT_TRUE(path.empty()) << "the document ends inside an element";
+    return document;
+}
+
+// A sticky note as the add-in renders it.
+struct Sticky {
+    StickyNoteFields fields;
+    std::u16string renderedBody; // the body as the note content holds it
+    std::unique_ptr<FakeObject> item = Testing::NewStickyNote(fields);
+
+    std::u16string Content() const {
+        std::u16string header;
+        if (!fields.categories.empty())
+            header += u"<b>Categories:</b> " + FromWide(fields.categories.c_str()) + u"<br/>";
+        header += u"<b>Creation Time:</b> " + FormatDateTime(AutomationDate{fields.created}) + u"<br/>";
+        return header + u"<hr /><br>" + renderedBody;
+    }
+};
+
+// The document holds exactly these notes, complete.
+void ExpectNotes(const Delivery& delivery, const std::vector<const Sticky*>& expected, ULONG_PTR flag = 0) {
+    EXPECT_EQ(delivery.flag, flag);
+    const ReceivedDocument document = Parse(delivery.bytes);
+    EXPECT_TRUE(document.byteOrderMark);
+    EXPECT_EQ(document.doctype, u"tx-clipper-export");
+    EXPECT_EQ(document.root, u"tx-clipper-export");
+    ASSERT_EQ(document.notes.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const ReceivedNote& note = document.notes[i];
+        EXPECT_EQ(note.title, FromWide(expected[i]->fields.subject.c_str())) << i;
+        EXPECT_EQ(note.content, expected[i]->Content()) << i;
+        EXPECT_EQ(note.created.size(), 24u) << i; // the time of the clip, 2011-03-07T13:05:09.042Z
+        EXPECT_TRUE(note.attributes.empty()) << i;
+        EXPECT_EQ(note.resources, 0) << i;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Message boxes
+
+// Closes every dialog box this process shows (a clip that fails shows one and would wait for a
+// click) and keeps its caption and texts, so that a failure is reported instead of hanging.
+class BoxWatcher {
+public:
+    BoxWatcher() {
+        thread_ = std::thread([this] {
+            while (!stop_) {
+                ::EnumWindows(&BoxWatcher::Visit, reinterpret_cast<LPARAM>(this));
+                ::Sleep(20);
+            }
+        });
+    }
+    ~BoxWatcher() {
+        stop_ = true;
+        thread_.join();
+    }
+    BoxWatcher(const BoxWatcher&) = delete;
+    BoxWatcher& operator=(const BoxWatcher&) = delete;
+
+    std::vector<std::string> Boxes() {
+        std::lock_guard guard(lock_);
+        return boxes_;
+    }
+
+private:
+    static std::string WindowText(HWND window) {
+        wchar_t text[512] = {};
+        const int length = ::GetWindowTextW(window, text, 512);
+        return ToUtf8(FromWide(text, static_cast<std::size_t>(length)));
+    }
+
+    static BOOL CALLBACK Visit(HWND window, LPARAM self) {
+        DWORD process = 0;
+        ::GetWindowThreadProcessId(window, &process);
+        wchar_t type[32] = {};
+        ::GetClassNameW(window, type, 32);
+        if (process != ::GetCurrentProcessId() || std::wstring(type) != L"#32770" ||
+            !::IsWindowVisible(window))
+            return TRUE;
+        auto* watcher = reinterpret_cast<BoxWatcher*>(self);
+        std::lock_guard guard(watcher->lock_);
+        if (!watcher->closed_.insert(window).second)
+            return TRUE;
+        std::string box = WindowText(window) + ":";
+        ::EnumChildWindows(
+            window,
+            [](HWND child, LPARAM text) {
+                wchar_t childType[32] = {};
+                ::GetClassNameW(child, childType, 32);
+                if (_wcsicmp(childType, L"Static") == 0)
+                    *reinterpret_cast<std::string*>(text) += " " + WindowText(child);
+                return TRUE;
+            },
+            reinterpret_cast<LPARAM>(&box));
+        watcher->boxes_.push_back(box);
+        ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+        return TRUE;
+    }
+
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+    std::mutex lock_;
+    std::set<HWND> closed_;
+    std::vector<std::string> boxes_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Reference accounting on the scripted objects
+
+class References {
+public:
+    void Watch(const std::string& name, FakeObject& object) {
+        watched_.push_back({name, &object, object.refs});
+    }
+    void Watch(const std::string& name, FakeBar& bar) {
+        Watch(name + ".bar", bar.bar);
+        Watch(name + ".controls", bar.controls);
+    }
+    void Watch(const std::string& name, FakeCommandBars& bars) {
+        Watch(name, bars.bars);
+        Watch(name + ".standard", bars.standard);
+        Watch(name + ".menu", bars.menu);
+        Watch(name + ".tools", bars.tools);
+        Watch(name + ".context", bars.context);
+        Watch(name + ".toolsPopup", bars.toolsPopup);
+        bars_.push_back({name, &bars});
+    }
+    void Watch(const std::string& name, FakeExplorer& explorer) {
+        Watch(name, explorer.explorer);
+        Watch(name + ".selection", explorer.selection);
+        Watch(name + ".commandBars", explorer.commandBars);
+    }
+    void Watch(const std::string& name, FakeInspector& inspector) {
+        Watch(name, inspector.inspector);
+        Watch(name + ".commandBars", inspector.commandBars);
+    }
+
+    // Every watched object is back at the count it had when it was first watched; every button the
+    // add-in made was deleted, unsubscribed and released.
+    void ExpectAllReleased() const {
+        for (const Entry& entry : watched_)
+            EXPECT_EQ(entry.object->refs, entry.refs) << entry.name;
+        for (const auto& [name, bars] : bars_) {
+            for (FakeBar* bar : {&bars->standard, &bars->menu, &bars->tools, &bars->context}) {
+                for (const auto& button : bar->buttons) {
+                    EXPECT_EQ(button->refs, 1) << name;
+                    EXPECT_EQ(button->Calls(L"Delete"), 1) << name;
+                    EXPECT_EQ(button->Sinks(Testing::kIID_CommandBarButtonEvents), 0u) << name;
+                }
+            }
+        }
+    }
+
+private:
+    struct Entry {
+        std::string name;
+        FakeObject* object;
+        LONG refs;
+    };
+    std::vector<Entry> watched_;
+    std::vector<std::pair<std::string, FakeCommandBars*>> bars_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The fixture: the module registered, one Connect made through COM, a desktop client running
+
+class EndToEndTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    static void TearDownTestSuite() { ::CoUninitialize(); }
+
+    void SetUp() override {
+        ASSERT_NE(Dll().module, nullptr);
+        ASSERT_EQ(Dll().registerServer(), S_OK);
+        CLSID clsid{};
+        ASSERT_EQ(::CLSIDFromProgID(L"TessarixOL.Connect", &clsid), S_OK);
+        ASSERT_EQ(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_IDTExtensibility2),
+                                     reinterpret_cast<void**>(connect_.AddressOf())),
+                  S_OK);
+        ASSERT_EQ(connect_.As(callback_), S_OK);
+        ASSERT_TRUE(client_.Running());
+    }
+
+    void TearDown() override {
+        callback_.Reset();
+        connect_.Reset();
+        Dll().unregisterServer();
+        EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    }
+
+    HRESULT Connect(FakeApplication& outlook) {
+        return connect_->OnConnection(D(outlook.application), ext_cm_Startup, nullptr, nullptr);
+    }
+
+    // Outlook shuts down: the add-in lets go of everything, and Outlook's release of the Connect
+    // object is its last reference.
+    void ShutDown() {
+        EXPECT_EQ(connect_->OnBeginShutdown(nullptr), S_OK);
+        EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+        callback_.Reset();
+        EXPECT_EQ(connect_.Detach()->Release(), 0u);
+        EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    }
+
+    // The documents delivered since the last call.
+    std::vector<Delivery> NewDeliveries() {
+        std::vector<Delivery> all = client_.Deliveries();
+        std::vector<Delivery> fresh(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
+        seen_ = all.size();
+        return fresh;
+    }
+
+    static void Select(FakeExplorer& explorer, std::vector<IDispatch*> items) {
+        explorer.Select(std::move(items));
+        explorer.explorer.Fire(Testing::kIID_ExplorerEvents_10, kSelectionChange);
+    }
+
+    static void Click(FakeObject& button) { button.Fire(Testing::kIID_CommandBarButtonEvents, kClick); }
+
+    static void ExpectEnabled(FakeExplorer& explorer, bool enabled) {
+        EXPECT_EQ(explorer.commandBars.standard.Last().Put(L"Enabled").Bool(), enabled);
+        EXPECT_EQ(explorer.commandBars.tools.Last().Put(L"Enabled").Bool(), enabled);
+    }
+
+    static void Open(FakeApplication& outlook, FakeInspector& window) {
+        outlook.inspectors.Fire(Testing::kIID_InspectorsEvents, kNewWindow,
+                                {VariantValue::Object(D(window.inspector))});
+    }
+
+    Sticky shopping_{{L"Shopping", L"Milk\n<2 L> & eggs", L"Errands", 40609.5447},
+                     u"Milk<br>&lt;2&nbsp;L&gt;&nbsp;&&nbsp;eggs"};
+    Sticky call_{{L"Call Ann", L"Ask Ann", L"", 40610.25}, u"Ask&nbsp;Ann"};
+    std::unique_ptr<FakeObject> list_ = Testing::NewItem(L"IPM.DistList"); // no wrapper
+    ClientWindow client_;
+    BoxWatcher boxes_;
+    ComPtr<_IDTExtensibility2> connect_;
+    ComPtr<IRibbonCallback> callback_;
+
+private:
+    std::size_t seen_ = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Outlook 2003: explorer toolbars and Tools menus, the explorer context menu, inspector toolbars
+
+TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextMenu) {
+    FakeExplorer inbox(0), notes(0);
+    FakeApplication outlook({&inbox, &notes}, L"11.0.0.8312");
+    outlook.Activate(notes);
+    auto draft = Testing::NewMail(L"Draft", false);
+    auto received = Testing::NewMail(L"Received", true);
+    FakeInspector draftWindow(D(*draft)), receivedWindow(D(*received)), callWindow(D(*call_.item)),
+        listWindow(D(*list_));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("explorers", outlook.explorers);
+    refs.Watch("inspectors", outlook.inspectors);
+    refs.Watch("inbox", inbox);
+    refs.Watch("notes", notes);
+    refs.Watch("draftWindow", draftWindow);
+    refs.Watch("receivedWindow", receivedWindow);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("listWindow", listWindow);
+    for (auto* item : {shopping_.item.get(), call_.item.get(), list_.get(), draft.get(), received.get()})
+        refs.Watch("item", *item);
+    LogCapture log;
+
+    ASSERT_EQ(Connect(outlook), S_OK);
+
+    // Two explorers open at connection: two views, each a toolbar button and a Tools-menu entry,
+    // disabled until the first selection change, and an explorer context menu.
+    for (FakeExplorer* explorer : {&inbox, &notes}) {
+        EXPECT_EQ(explorer->commandBars.standard.Shown(), 1u);
+        EXPECT_EQ(explorer->commandBars.tools.Shown(), 1u);
+        ExpectEnabled(*explorer, false);
+        EXPECT_EQ(explorer->explorer.Sinks(Testing::kIID_ExplorerEvents_10), 2u); // tracker and view
+        EXPECT_EQ(explorer->commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 1u);
+    }
+
+    // The enable rule follows the item types.
+    Select(notes, {D(*list_)});
+    ExpectEnabled(notes, false);
+    Select(notes, {D(*list_), D(*shopping_.item)}); // two items enable whatever their types
+    ExpectEnabled(notes, true);
+    Select(notes, {});
+    ExpectEnabled(notes, false);
+    Select(notes, {D(*call_.item)});
+    ExpectEnabled(notes, true);
+    notes.explorer.Fire(Testing::kIID_ExplorerEvents_10, kFolderSwitch);
+    ExpectEnabled(notes, false);
+    Select(notes, {D(*shopping_.item), D(*call_.item)});
+    ExpectEnabled(notes, true);
+    ExpectEnabled(inbox, false); // the other explorer's buttons are its own
+
+    // The toolbar button clips the selection; the Tools-menu entry too, with SHIFT held at the click.
+    Click(notes.commandBars.standard.Last());
+    std::vector<Delivery> documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&shopping_, &call_});
+
+    INPUT shift{};
+    shift.type = INPUT_KEYBOARD;
+    shift.ki.wVk = VK_SHIFT;
+    ASSERT_EQ(::SendInput(1, &shift, sizeof shift), 1u);
+    Click(notes.commandBars.tools.Last());
+    shift.ki.dwFlags = KEYEVENTF_KEYUP;
+    ASSERT_EQ(::SendInput(1, &shift, sizeof shift), 1u);
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&shopping_, &call_}, 1);
+
+    // The context menu of the active explorer: one supported item gives the entry, which clips it.
+    Select(notes, {D(*shopping_.item)});
+    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    FakeBar& contextMenu = notes.commandBars.context;
+    ASSERT_EQ(contextMenu.Shown(), 1u);
+    EXPECT_TRUE(contextMenu.Last().WasPut(L"TooltipText"));
+    Click(contextMenu.Last());
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&shopping_});
+    Select(notes, {D(*list_)}); // refused: the old entry goes, no new one
+    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    EXPECT_EQ(contextMenu.Shown(), 0u);
+
+    // Inspectors: a mail being composed is not tracked, a received one is.
+    Open(outlook, draftWindow);
+    EXPECT_EQ(draftWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    EXPECT_TRUE(draftWindow.commandBars.standard.buttons.empty());
+    Open(outlook, receivedWindow);
+    EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 1u);
+    EXPECT_EQ(receivedWindow.commandBars.standard.Shown(), 1u);
+    EXPECT_FALSE(receivedWindow.commandBars.standard.Last().WasPut(L"Enabled")); // never disabled
+
+    // A sticky note's window clips its note; a distribution list's button does nothing.
+    Open(outlook, callWindow);
+    Open(outlook, listWindow);
+    ASSERT_EQ(callWindow.commandBars.standard.Shown(), 1u);
+    ASSERT_EQ(listWindow.commandBars.standard.Shown(), 1u);
+    Click(callWindow.commandBars.standard.Last());
+    Click(listWindow.commandBars.standard.Last());
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&call_});
+
+    // Windows close one by one; the others keep their buttons.
+    callWindow.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
+    EXPECT_EQ(callWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(listWindow.commandBars.standard.Shown(), 1u);
+    inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(inbox.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(inbox.commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 0u);
+    EXPECT_EQ(notes.commandBars.standard.Shown(), 1u);
+
+    ShutDown();
+    EXPECT_EQ(outlook.explorers.Sinks(Testing::kIID_ExplorersEvents), 0u);
+    EXPECT_EQ(outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents), 0u);
+    EXPECT_EQ(notes.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(notes.commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 0u);
+    EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    refs.ExpectAllReleased();
+    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
+    const std::string lines = log.Text();
+    EXPECT_EQ(lines.find("Error: "), std::string::npos) << lines;
+    EXPECT_EQ(lines.find("Critical: "), std::string::npos) << lines;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Outlook 2010: the ribbon everywhere and the item context menu
+
+TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
+    FakeExplorer mail(0), later(0), untracked(0);
+    FakeApplication outlook({&mail}, L"14.0.4760.1000");
+    FakeInspector callWindow(D(*call_.item));
+    FakeCollection contextSelection;
+    FakeBar contextMenu;
+    FakeRibbonUI ribbon;
+    FakeRibbonControl inExplorer(D(mail.explorer)), inLater(D(later.explorer)),
+        inUntracked(D(untracked.explorer)), inInspector(D(callWindow.inspector));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("explorers", outlook.explorers);
+    refs.Watch("mail", mail);
+    refs.Watch("later", later);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("contextSelection", contextSelection);
+    refs.Watch("contextMenu", contextMenu);
+    for (auto* item : {shopping_.item.get(), call_.item.get(), list_.get()})
+        refs.Watch("item", *item);
+    LogCapture log;
+
+    ASSERT_EQ(Connect(outlook), S_OK);
+    ASSERT_EQ(callback_->OnLoad(&ribbon), S_OK);
+    EXPECT_TRUE(mail.commandBars.standard.buttons.empty()); // no command-bar buttons in 2010
+
+    // GetEnabled: 0xFFFF in an item window; the view's 1 or 0 for a tracked explorer; untouched for
+    // an explorer without a view.
+    VARIANT_BOOL enabled = 7;
+    EXPECT_EQ(callback_->GetEnabled(&inInspector, &enabled), S_OK);
+    EXPECT_EQ(static_cast<unsigned short>(enabled), 0xFFFFu);
+    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
+    EXPECT_EQ(enabled, 0);
+    Select(mail, {D(*shopping_.item)});
+    EXPECT_EQ(ribbon.invalidations, 1);
+    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
+    EXPECT_EQ(enabled, 1);
+    Select(mail, {D(*list_)});
+    EXPECT_EQ(ribbon.invalidations, 2);
+    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
+    EXPECT_EQ(enabled, 0);
+    Select(mail, {D(*shopping_.item), D(*call_.item)});
+    Select(mail, {D(*call_.item), D(*shopping_.item)}); // still enabled: no invalidation
+    EXPECT_EQ(ribbon.invalidations, 3);
+    enabled = 5;
+    EXPECT_EQ(callback_->GetEnabled(&inUntracked, &enabled), S_OK);
+    EXPECT_EQ(enabled, 5);
+
+    // A new explorer gets its view, and loses it when it closes.
+    outlook.explorers.Fire(Testing::kIID_ExplorersEvents, kNewWindow,
+                           {VariantValue::Object(D(later.explorer))});
+    enabled = 5;
+    EXPECT_EQ(callback_->GetEnabled(&inLater, &enabled), S_OK);
+    EXPECT_EQ(enabled, 0);
+    later.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+    enabled = 5;
+    EXPECT_EQ(callback_->GetEnabled(&inLater, &enabled), S_OK);
+    EXPECT_EQ(enabled, 5);
+
+    // The explorer's ribbon button, bound by name as Outlook binds it, clips the selection.
+    {
+        ComPtr<IDispatch> dispatch;
+        ASSERT_EQ(callback_.As(dispatch), S_OK);
+        LPOLESTR onClick[] = {const_cast<LPOLESTR>(L"OnClick")};
+        DISPID onClickId = 0;
+        ASSERT_EQ(dispatch->GetIDsOfNames(IID_NULL, onClick, 1, LOCALE_USER_DEFAULT, &onClickId), S_OK);
+        VARIANTARG argument;
+        ::VariantInit(&argument);
+        argument.vt = VT_DISPATCH;
+        argument.pdispVal = &inExplorer;
+        DISPPARAMS params{&argument, nullptr, 1, 0};
+        ASSERT_EQ(dispatch->Invoke(onClickId, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params,
+                                   nullptr, nullptr, nullptr),
+                  S_OK);
+    }
+    std::vector<Delivery> documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&call_, &shopping_});
+
+    // An item window's ribbon button clips its item.
+    EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&call_});
+
+    // The item context menu: two items give the entry for several items, which clips them.
+    contextSelection.items = {D(*shopping_.item), D(*call_.item)};
+    outlook.application.Fire(
+        Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+        {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    ASSERT_EQ(contextMenu.Shown(), 1u);
+    EXPECT_TRUE(contextMenu.Last().WasPut(L"Caption"));
+    EXPECT_FALSE(contextMenu.Last().WasPut(L"TooltipText"));
+    Click(contextMenu.Last());
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&shopping_, &call_});
+    contextSelection.items = {D(*list_)};
+    outlook.application.Fire(
+        Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+        {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    EXPECT_EQ(contextMenu.Shown(), 0u);
+
+    ShutDown();
+    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
+    EXPECT_EQ(outlook.explorers.Sinks(Testing::kIID_ExplorersEvents), 0u);
+    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(ribbon.refs, 1);
+    EXPECT_EQ(inExplorer.refs, 1);
+    EXPECT_EQ(inInspector.refs, 1);
+    refs.ExpectAllReleased();
+    for (const auto& button : contextMenu.buttons) {
+        EXPECT_EQ(button->refs, 1);
+        EXPECT_EQ(button->Calls(L"Delete"), 1);
+    }
+    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
+    const std::string lines = log.Text();
+    EXPECT_EQ(lines.find("Error: "), std::string::npos) << lines;
+    EXPECT_EQ(lines.find("Critical: "), std::string::npos) << lines;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Outlook 2007: command bars in explorers, the ribbon in item windows
+
+TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
+    FakeExplorer mail(0);
+    FakeApplication outlook({&mail}, L"12.0.6423.1000");
+    FakeInspector callWindow(D(*call_.item));
+    FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("mail", mail);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("item", *shopping_.item);
+    refs.Watch("item", *call_.item);
+
+    ASSERT_EQ(Connect(outlook), S_OK);
+    ASSERT_EQ(mail.commandBars.standard.Shown(), 1u);
+    Select(mail, {D(*shopping_.item)});
+    ExpectEnabled(mail, true);
+    Click(mail.commandBars.standard.Last());
+    std::vector<Delivery> documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&shopping_});
+
+    // Explorers have no ribbon views in 2007: their ribbon state is left as passed.
+    VARIANT_BOOL enabled = 5;
+    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
+    EXPECT_EQ(enabled, 5);
+    EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
+    documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    ExpectNotes(documents[0], {&call_});
+
+    ShutDown();
+    refs.ExpectAllReleased();
+    EXPECT_EQ(inInspector.refs, 1);
+    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
+}
+
+// A clip that fails is reported by the module itself: a selection whose only item cannot be
+// clipped still reaches the clip from the ribbon, which shows the unexpected-error box and sends
+// nothing.
+TEST_F(EndToEndTest, FailedClipShowsItsBoxAndSendsNothing) {
+    FakeExplorer mail(0);
+    FakeApplication outlook({&mail}, L"14.0.4760.1000");
+    FakeRibbonControl inExplorer(D(mail.explorer));
+    ASSERT_EQ(Connect(outlook), S_OK);
+    mail.Select({D(*list_)});
+    LogCapture log;
+    EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
+    EXPECT_TRUE(NewDeliveries().empty());
+    const std::vector<std::string> boxes = boxes_.Boxes();
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_NE(boxes[0].find("Unexpected error:"), std::string::npos) << boxes[0];
+    EXPECT_NE(boxes[0].find("Unexpected error during note creation."), std::string::npos) << boxes[0];
+    EXPECT_NE(log.Text().find("Critical: Unexpected error occurs."), std::string::npos);
+    ShutDown();
+    EXPECT_EQ(mail.explorer.refs, 1);
+    EXPECT_EQ(list_->refs, 1);
+}
+
+} // namespace
+} // namespace Tessarix::Addin
