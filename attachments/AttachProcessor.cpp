@@ -4,6 +4,7 @@
 #include "core/Exceptions.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 #include "wrappers/HtmlFragments.h"
 
 namespace Tessarix {
@@ -22,18 +23,6 @@ std::u16string RemoveAll(std::u16string_view text, std::u16string_view part) {
         from = at + part.size();
     }
     result.append(text.substr(from));
-    return result;
-}
-
-// Log messages are formats themselves: a value's own percent signs must survive them.
-std::u16string LiteralForLog(std::u16string_view text) {
-    std::u16string result;
-    result.reserve(text.size());
-    for (const char16_t c : text) {
-        result += c;
-        if (c == u'%')
-            result += u'%';
-    }
     return result;
 }
 
@@ -192,8 +181,8 @@ void Process(const AttachmentList& attachments, AttachProcessor& processor) {
                 Format(u"Tessarix cannot create the note because the attachment \"%s\" is larger than 25 MB.",
                        attachment->GetFileName()));
         }
-        Log().Info(Format(u"   %d/%d: %s (%s)", i, count, LiteralForLog(attachment->GetFileName()),
-                          LiteralForLog(attachment->GetMimeType())));
+        Log().Info(Format(u"   %d/%d: %s (%s)", i, count, LogLiteral(attachment->GetFileName()),
+                          LogLiteral(attachment->GetMimeType())));
         processor.Attach(attachment);
     }
 }

@@ -3,62 +3,14 @@
 // operator new. The target is about three copies of the resource at once.
 #include <benchmark/benchmark.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "bench/PeakMemory.h"
 #include "notes/ExportDocument.h"
-
-namespace {
-
-std::atomic<std::size_t> g_inUse{0};
-std::atomic<std::size_t> g_peak{0};
-constexpr std::size_t kHeader = 16; // keeps the allocation's alignment
-
-void* CountedAlloc(std::size_t size) {
-    void* block = std::malloc(size + kHeader);
-    if (!block)
-        throw std::bad_alloc();
-    *static_cast<std::size_t*>(block) = size;
-    const std::size_t now = g_inUse.fetch_add(size) + size;
-    std::size_t peak = g_peak.load();
-    while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
-    }
-    return static_cast<char*>(block) + kHeader;
-}
-
-void CountedFree(void* pointer) noexcept {
-    if (!pointer)
-        return;
-    void* block = static_cast<char*>(pointer) - kHeader;
-    g_inUse.fetch_sub(*static_cast<std::size_t*>(block));
-    std::free(block);
-}
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    return CountedAlloc(size);
-}
-void* operator new[](std::size_t size) {
-    return CountedAlloc(size);
-}
-void operator delete(void* pointer) noexcept {
-    CountedFree(pointer);
-}
-void operator delete[](void* pointer) noexcept {
-    CountedFree(pointer);
-}
-void operator delete(void* pointer, std::size_t) noexcept {
-    CountedFree(pointer);
-}
-void operator delete[](void* pointer, std::size_t) noexcept {
-    CountedFree(pointer);
-}
 
 namespace {
 
@@ -110,29 +62,26 @@ NoteList NoteWithResource(std::size_t size) {
 }
 
 // Heap at the peak, the resource included, in resource sizes.
-void ReportPeak(benchmark::State& state, std::size_t resource, std::size_t baseline, std::size_t peak,
-                std::size_t document) {
+void ReportPeak(benchmark::State& state, std::size_t resource, std::size_t growth, std::size_t document) {
     state.counters["resource_MiB"] = static_cast<double>(resource) / kMiB;
     if (document > 0)
         state.counters["document_MiB"] = static_cast<double>(document) / kMiB;
-    state.counters["peak_MiB"] = static_cast<double>(peak - baseline + resource) / kMiB;
-    state.counters["copies"] =
-        static_cast<double>(peak - baseline + resource) / static_cast<double>(resource);
+    state.counters["peak_MiB"] = static_cast<double>(growth + resource) / kMiB;
+    state.counters["copies"] = static_cast<double>(growth + resource) / static_cast<double>(resource);
 }
 
 void BM_BuildExportDocumentPeak(benchmark::State& state) {
     const std::size_t resource = 25 * kMiB;
     const NoteList notes = NoteWithResource(resource);
-    std::size_t baseline = 0, peak = 0, document = 0;
+    std::size_t growth = 0, document = 0;
     for (auto _ : state) {
-        baseline = g_inUse.load();
-        g_peak.store(baseline);
+        const Bench::PeakScope scope;
         const std::string bytes = BuildExportDocument(notes);
         benchmark::DoNotOptimize(bytes.data());
-        peak = g_peak.load();
+        growth = scope.Bytes();
         document = bytes.size();
     }
-    ReportPeak(state, resource, baseline, peak, document);
+    ReportPeak(state, resource, growth, document);
 }
 BENCHMARK(BM_BuildExportDocumentPeak)->Unit(benchmark::kMillisecond)->Iterations(5);
 
@@ -146,14 +95,13 @@ int CountSend(Ui::WindowHandle, const char*, std::uint32_t length, std::int32_t)
 void BM_BuildAndSendExportPeak(benchmark::State& state) {
     const std::size_t resource = 25 * kMiB;
     const NoteList notes = NoteWithResource(resource);
-    std::size_t baseline = 0, peak = 0;
+    std::size_t growth = 0;
     for (auto _ : state) {
-        baseline = g_inUse.load();
-        g_peak.store(baseline);
+        const Bench::PeakScope scope;
         BuildAndSendExport(notes, false, &CountSend);
-        peak = g_peak.load();
+        growth = scope.Bytes();
     }
-    ReportPeak(state, resource, baseline, peak, 0);
+    ReportPeak(state, resource, growth, 0);
     state.counters["sent"] = g_sent;
 }
 BENCHMARK(BM_BuildAndSendExportPeak)->Unit(benchmark::kMillisecond)->Iterations(5);

@@ -5,17 +5,14 @@
 // that size's peak (--benchmark_filter='/5242880').
 #include <benchmark/benchmark.h>
 
-#include <sys/resource.h>
-
-#include <atomic>
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <new>
 #include <string>
 
 #include "MailHtmlGenerator.h"
+#include "bench/PeakMemory.h"
 #include "core/Exceptions.h"
 #include "core/Utf.h"
 #include "html/Cleanup.h"
@@ -25,57 +22,8 @@
 
 namespace {
 
-std::atomic<std::size_t> g_inUse{0};
-std::atomic<std::size_t> g_peak{0};
-constexpr std::size_t kHeader = 16; // keeps the allocation's alignment
-
-void* CountedAlloc(std::size_t size) {
-    void* block = std::malloc(size + kHeader);
-    if (!block)
-        throw std::bad_alloc();
-    *static_cast<std::size_t*>(block) = size;
-    const std::size_t now = g_inUse.fetch_add(size) + size;
-    std::size_t peak = g_peak.load();
-    while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
-    }
-    return static_cast<char*>(block) + kHeader;
-}
-
-void CountedFree(void* pointer) noexcept {
-    if (!pointer)
-        return;
-    void* block = static_cast<char*>(pointer) - kHeader;
-    g_inUse.fetch_sub(*static_cast<std::size_t*>(block));
-    std::free(block);
-}
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    return CountedAlloc(size);
-}
-void* operator new[](std::size_t size) {
-    return CountedAlloc(size);
-}
-void operator delete(void* pointer) noexcept {
-    CountedFree(pointer);
-}
-void operator delete[](void* pointer) noexcept {
-    CountedFree(pointer);
-}
-void operator delete(void* pointer, std::size_t) noexcept {
-    CountedFree(pointer);
-}
-void operator delete[](void* pointer, std::size_t) noexcept {
-    CountedFree(pointer);
-}
-
-namespace {
-
 using namespace Tessarix;
 namespace fs = std::filesystem;
-
-constexpr double kMiB = 1024.0 * 1024.0;
 
 // The mail of one size, with its four pictures on disk.
 struct Corpus {
@@ -105,19 +53,8 @@ const Corpus& CorpusOf(std::size_t size) {
     return c;
 }
 
-struct PeakScope {
-    PeakScope() : base(g_inUse.load()) { g_peak.store(base); }
-    double MiB() const { return static_cast<double>(g_peak.load() - base) / kMiB; }
-    std::size_t base;
-};
-
-void Report(benchmark::State& state, std::size_t bytes, double peakMiB) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes));
-    state.counters["peak_heap_MB"] = peakMiB;
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    state.counters["max_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
+using Bench::PeakScope;
+using Bench::ReportBytesAndPeak;
 
 // Parse and cascade: UTF-8 bytes to a finished document.
 void BM_Load(benchmark::State& state) {
@@ -131,7 +68,7 @@ void BM_Load(benchmark::State& state) {
         document.reset();
         peak = std::max(peak, scope.MiB());
     }
-    Report(state, c.html.size(), peak);
+    ReportBytesAndPeak(state, c.html.size(), peak);
 }
 
 // The serializer alone, unbounded, over a loaded document.
@@ -147,7 +84,7 @@ void BM_Serialize(benchmark::State& state) {
         units = serializer.Output().size();
         peak = std::max(peak, scope.MiB());
     }
-    Report(state, c.html.size(), peak);
+    ReportBytesAndPeak(state, c.html.size(), peak);
     state.counters["output_Munits"] = static_cast<double>(units) / 1e6;
 }
 
@@ -171,7 +108,7 @@ void BM_MakeCleanContent(benchmark::State& state) {
         resources = list.size();
         peak = std::max(peak, scope.MiB());
     }
-    Report(state, c.html.size(), peak);
+    ReportBytesAndPeak(state, c.html.size(), peak);
     state.counters["refused"] = refused ? 1 : 0;
     state.counters["resources"] = static_cast<double>(resources);
 }
@@ -197,7 +134,7 @@ void BM_WholePipelineUnbounded(benchmark::State& state) {
         benchmark::DoNotOptimize(serializer.Output().data());
         peak = std::max(peak, scope.MiB());
     }
-    Report(state, c.html.size(), peak);
+    ReportBytesAndPeak(state, c.html.size(), peak);
     state.counters["resources"] = static_cast<double>(resources);
 }
 

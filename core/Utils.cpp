@@ -7,6 +7,7 @@
 #include "core/Exceptions.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 
 namespace Tessarix {
 
@@ -14,18 +15,6 @@ namespace {
 
 constexpr char16_t kInvalidDateTime[] = u"Invalid DateTime";
 constexpr double kEmptyDateMarker = static_cast<double>(DateText::SerialFromCivil(4501, 1, 1));
-
-// The log treats its message as a format; a path is text, so its percent signs are doubled.
-std::u16string LiteralForLog(std::u16string_view text) {
-    std::u16string out;
-    out.reserve(text.size());
-    for (char16_t c : text) {
-        out.push_back(c);
-        if (c == u'%')
-            out.push_back(u'%');
-    }
-    return out;
-}
 
 } // namespace
 
@@ -45,7 +34,7 @@ void LoadData(Clipper::IDataStorage& storage, StringUTF8& out) {
     }
     std::optional<std::string> bytes = Platform::ReadFile(path);
     if (!bytes) {
-        Log().Info(u"Utils::LoadData: Fail to open file: " + LiteralForLog(path));
+        Log().Info(u"Utils::LoadData: Fail to open file: " + LogLiteral(path));
         return;
     }
     out = StringUTF8::Adopt(std::move(*bytes));

@@ -257,7 +257,7 @@ void XmlWriter::WriteDocType(std::u16string_view name, std::optional<std::u16str
     docTypeWritten_ = true;
 }
 
-void XmlWriter::WriteStartElement(std::u16string_view name) {
+void XmlWriter::BeginStartTag(std::u16string_view name) {
     CheckName(name, false);
     RequireNotClosed();
     if (open_.empty()) {
@@ -268,6 +268,10 @@ void XmlWriter::WriteStartElement(std::u16string_view name) {
     BeforeMarkup();
     out_.push_back('<');
     AppendName(name);
+}
+
+void XmlWriter::WriteStartElement(std::u16string_view name) {
+    BeginStartTag(name);
     open_.push_back(Element{std::u16string(name)});
     startTagOpen_ = true;
 }
@@ -285,16 +289,7 @@ void XmlWriter::WriteAttributeString(std::u16string_view name, std::u16string_vi
 }
 
 void XmlWriter::WriteElementString(std::u16string_view name, std::optional<std::u16string_view> value) {
-    CheckName(name, false);
-    RequireNotClosed();
-    if (open_.empty()) {
-        if (rootWritten_)
-            throw kWR_E_INVALIDACTION;
-        rootWritten_ = true;
-    }
-    BeforeMarkup();
-    out_.push_back('<');
-    AppendName(name);
+    BeginStartTag(name);
     if (!value) {
         out_.append(" />");
         return;

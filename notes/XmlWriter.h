@@ -81,6 +81,8 @@ private:
     void RequireOpenElement() const;
     void Indent();
     void BeforeMarkup();
+    // Checks, then writes "<name" of an element (the root only once).
+    void BeginStartTag(std::u16string_view name);
     void WriteEndTag(const Element& element);
     void AppendName(std::u16string_view name);
     void AppendText(std::u16string_view text, bool attribute);

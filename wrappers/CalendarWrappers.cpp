@@ -76,17 +76,7 @@ Notes::NotePtr AppointmentWrapper::BuildNote() {
     Fragments::AppendHeaderLine(header, u"Required",
                                 RemoveUnknownAttendees(ReadString(u"RequiredAttendees")));
 
-    const auto attachments = ReadObject(u"Attachments");
-    const auto message = OpenMapiMessage();
-    std::vector<std::u16string> unresolved;
-    const std::u16string body =
-        RenderItemBody(message.get(), attachments.get(), note->GetResources(), unresolved);
-
-    note->SetContent(header + body);
-    note->SetTitle(subject);
-    AttachAll policy(note, std::move(unresolved));
-    AddAttachments(attachments.get(), policy);
-    return note;
+    return CompleteItemNote(note, header, subject);
 }
 
 // ---- MeetingRequestWrapper ----
@@ -181,15 +171,8 @@ Notes::NotePtr MeetingRequestWrapper::BuildNote() {
     Fragments::AppendHeaderLine(header, u"Importance",
                                 Fragments::ImportanceText(ReadInt(u"Importance").value_or(-1)));
 
-    std::vector<std::u16string> unresolved;
-    const std::u16string body = RenderItemBody(mapi, attachments.get(), note->GetResources(), unresolved,
-                                               &MeetingRequestWrapper::CleanInvitation);
-
-    note->SetContent(header + body);
-    note->SetTitle(subject);
-    AttachAll policy(note, std::move(unresolved));
-    AddAttachments(attachments.get(), policy);
-    return note;
+    return CompleteItemNote(note, header, subject, attachments.get(), mapi,
+                            &MeetingRequestWrapper::CleanInvitation);
 }
 
 Automation::ObjectPtr MeetingRequestWrapper::AssociatedAppointment() {

@@ -3,9 +3,9 @@
 #include "attachments/Attachment.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 #include "wrappers/HtmlFragments.h"
 #include "wrappers/ItemWrappers.h"
-#include "wrappers/LogText.h"
 #include "wrappers/MapiProperties.h"
 
 namespace Tessarix {
@@ -157,7 +157,7 @@ Notes::NotePtr ContactWrapper::BuildNote() {
     // The card shows the picture; the body must not show it a second time.
     const std::u16string picture = FindPictureReference(attachments.get());
     if (!picture.empty()) {
-        Log().Info(Format(u"  Contact picture: %s", Wrappers::LogLiteral(picture)));
+        Log().Info(Format(u"  Contact picture: %s", LogLiteral(picture)));
         body = RemovePictureTags(std::move(body), picture);
     }
 

@@ -4,8 +4,8 @@
 #include "core/CodePage.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 #include "wrappers/HtmlFragments.h"
-#include "wrappers/LogText.h"
 #include "wrappers/MapiProperties.h"
 #include "wrappers/SystemMessage.h"
 
@@ -17,8 +17,7 @@ constexpr std::u16string_view kMarkOpen = u"&lt;&lt;";
 constexpr std::u16string_view kMarkClose = u"&gt;&gt;";
 
 std::u16string FailureText(HResult hr) {
-    return Format(u"0x%08X %s", static_cast<std::uint32_t>(hr),
-                  Wrappers::LogLiteral(Platform::SystemMessageText(hr)));
+    return Format(u"0x%08X %s", static_cast<std::uint32_t>(hr), LogLiteral(Platform::SystemMessageText(hr)));
 }
 
 } // namespace

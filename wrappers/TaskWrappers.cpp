@@ -59,18 +59,8 @@ Notes::NotePtr TaskWrapper::BuildNote() {
     if (const auto status = ReadInt(u"Status"))
         Log().Debug(Format(u"  Task status: %s", Fragments::TaskStatusText(*status)));
 
-    const auto attachments = ReadObject(u"Attachments");
-    const auto message = OpenMapiMessage();
-    std::vector<std::u16string> unresolved;
-    const std::u16string body =
-        RenderItemBody(message.get(), attachments.get(), note->GetResources(), unresolved);
-
-    note->SetContent(header + body);
-    note->SetTitle(subject);
     AddAttribute(*note, Notes::kMetaAuthor, owner);
-    AttachAll policy(note, std::move(unresolved));
-    AddAttachments(attachments.get(), policy);
-    return note;
+    return CompleteItemNote(note, header, subject);
 }
 
 // ---- JournalWrapper ----
@@ -102,17 +92,7 @@ Notes::NotePtr JournalWrapper::BuildNote() {
     Fragments::AppendHeaderLine(header, u"Duration", DurationLine(ReadInt(u"Duration")));
     Fragments::AppendHeaderLine(header, u"Companies", ReadString(u"Companies"));
 
-    const auto attachments = ReadObject(u"Attachments");
-    const auto message = OpenMapiMessage();
-    std::vector<std::u16string> unresolved;
-    const std::u16string body =
-        RenderItemBody(message.get(), attachments.get(), note->GetResources(), unresolved);
-
-    note->SetContent(header + body);
-    note->SetTitle(subject);
-    AttachAll policy(note, std::move(unresolved));
-    AddAttachments(attachments.get(), policy);
-    return note;
+    return CompleteItemNote(note, header, subject);
 }
 
 // ---- NoteWrapper ----

@@ -3,9 +3,9 @@
 #include "core/CodePage.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 #include "html/SelectionCapture.h"
 #include "wrappers/ItemWrappers.h"
-#include "wrappers/LogText.h"
 #include "wrappers/SystemMessage.h"
 
 namespace Tessarix {
@@ -134,7 +134,7 @@ Mapi::PropPtr BaseWrapper::OpenMapiMessage() {
     Mapi::PropPtr message;
     if (const HResult hr = Item().GetMapiObject(Mapi::kIID_IMessage, message); Failed(hr)) {
         Log().Error(Format(u"get_MAPIOBJECT() failed in %s::BuildNote(): %s %s", name_, Hex(hr),
-                           Wrappers::LogLiteral(Platform::SystemMessageText(hr))));
+                           LogLiteral(Platform::SystemMessageText(hr))));
         return nullptr;
     }
     if (!message)
@@ -167,6 +167,26 @@ std::u16string BaseWrapper::RenderItemBody(Mapi::IProp* message, Automation::IOb
     if (filter)
         text = filter(std::move(text));
     return EscapeHtml(text);
+}
+
+Notes::NotePtr BaseWrapper::CompleteItemNote(Notes::NotePtr note, const std::u16string& header,
+                                             const std::u16string& title) {
+    const auto attachments = ReadObject(u"Attachments");
+    const auto message = OpenMapiMessage();
+    return CompleteItemNote(std::move(note), header, title, attachments.get(), message.get());
+}
+
+Notes::NotePtr BaseWrapper::CompleteItemNote(Notes::NotePtr note, const std::u16string& header,
+                                             const std::u16string& title, Automation::IObject* attachments,
+                                             Mapi::IProp* message, TextFilter filter) {
+    std::vector<std::u16string> unresolved;
+    const std::u16string body =
+        RenderItemBody(message, attachments, note->GetResources(), unresolved, filter);
+    note->SetContent(header + body);
+    note->SetTitle(title);
+    AttachAll policy(note, std::move(unresolved));
+    AddAttachments(attachments, policy);
+    return note;
 }
 
 void BaseWrapper::AddAttribute(Notes::INote& note, const std::u16string& name, const std::u16string& value) {

@@ -87,6 +87,15 @@ protected:
                                   Notes::ResourceList& resources, std::vector<std::u16string>& unresolved,
                                   TextFilter filter = nullptr);
 
+    // The steps after the header of an item with a body and attachments, in this order: the body;
+    // content = header + body; the title; then every attachment, the body's unresolved pictures
+    // embedded. The first form reads the Attachments collection and the MAPI message itself.
+    Notes::NotePtr CompleteItemNote(Notes::NotePtr note, const std::u16string& header,
+                                    const std::u16string& title);
+    Notes::NotePtr CompleteItemNote(Notes::NotePtr note, const std::u16string& header,
+                                    const std::u16string& title, Automation::IObject* attachments,
+                                    Mapi::IProp* message, TextFilter filter = nullptr);
+
     // Adds name/value to the note's attributes; an empty value adds nothing.
     static void AddAttribute(Notes::INote& note, const std::u16string& name, const std::u16string& value);
 

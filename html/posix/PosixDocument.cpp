@@ -23,6 +23,8 @@ namespace {
 using Posix::Cascade;
 using Posix::ComputedStyle;
 using Posix::DeclaredStyle;
+using Posix::EqualsNoCase;
+using Posix::TrimAscii;
 
 // Elements nested deeper than this are attached to their ancestor at this depth, as browsers'
 // parsers do: every walk of the tree then has a bounded depth.
@@ -182,33 +184,6 @@ private:
     std::unordered_set<std::u16string> interned_;
     std::deque<ComputedStyle> styles_;
 };
-
-bool IsAsciiSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
-}
-
-std::string_view TrimAscii(std::string_view s) {
-    while (!s.empty() && IsAsciiSpace(s.front()))
-        s.remove_prefix(1);
-    while (!s.empty() && IsAsciiSpace(s.back()))
-        s.remove_suffix(1);
-    return s;
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        char x = a[i], y = b[i];
-        if (x >= 'A' && x <= 'Z')
-            x = static_cast<char>(x - 'A' + 'a');
-        if (y >= 'A' && y <= 'Z')
-            y = static_cast<char>(y - 'A' + 'a');
-        if (x != y)
-            return false;
-    }
-    return true;
-}
 
 std::string_view Attr(const GumboElement& e, const char* name) {
     const GumboAttribute* a = gumbo_get_attribute(&e.attributes, name);

@@ -76,33 +76,6 @@ constexpr PropertyInfo kInfo[kCssPropertyCount] = {
     {"z-index", false, u"auto"},
 };
 
-bool IsSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
-}
-
-std::string_view Trim(std::string_view s) {
-    while (!s.empty() && IsSpace(s.front()))
-        s.remove_prefix(1);
-    while (!s.empty() && IsSpace(s.back()))
-        s.remove_suffix(1);
-    return s;
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        char x = a[i], y = b[i];
-        if (x >= 'A' && x <= 'Z')
-            x = static_cast<char>(x - 'A' + 'a');
-        if (y >= 'A' && y <= 'Z')
-            y = static_cast<char>(y - 'A' + 'a');
-        if (x != y)
-            return false;
-    }
-    return true;
-}
-
 std::string Lower(std::string_view s) {
     std::string out(s);
     for (char& c : out)
@@ -132,11 +105,11 @@ bool IsComposed(CssProperty p) {
 }
 
 bool IsInheritKeyword(std::string_view value) {
-    return EqualsNoCase(Trim(value), "inherit");
+    return EqualsNoCase(TrimAscii(value), "inherit");
 }
 
 std::u16string NormalizeValue(CssProperty p, std::string_view declared) {
-    const std::string_view value = Trim(declared);
+    const std::string_view value = TrimAscii(declared);
     switch (p) {
     case P::BackgroundImage:
     case P::ListStyleImage:
@@ -165,13 +138,13 @@ std::u16string ComposeSides(std::u16string_view top, std::u16string_view right, 
 
 void SplitBackgroundPosition(std::string_view value, std::u16string& x, std::u16string& y) {
     std::vector<std::string> parts;
-    std::string_view rest = Trim(value);
+    std::string_view rest = TrimAscii(value);
     while (!rest.empty()) {
         std::size_t end = 0;
-        while (end < rest.size() && !IsSpace(rest[end]))
+        while (end < rest.size() && !IsAsciiSpace(rest[end]))
             ++end;
         parts.push_back(Lower(rest.substr(0, end)));
-        rest = Trim(rest.substr(end));
+        rest = TrimAscii(rest.substr(end));
     }
     auto vertical = [](const std::string& s) {
         return s == "top" || s == "bottom";
@@ -192,6 +165,33 @@ void SplitBackgroundPosition(std::string_view value, std::u16string& x, std::u16
         std::swap(parts[0], parts[1]);
     x = FromUtf8(parts[0]);
     y = FromUtf8(parts[1]);
+}
+
+bool IsAsciiSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
+}
+
+std::string_view TrimAscii(std::string_view s) {
+    while (!s.empty() && IsAsciiSpace(s.front()))
+        s.remove_prefix(1);
+    while (!s.empty() && IsAsciiSpace(s.back()))
+        s.remove_suffix(1);
+    return s;
+}
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        char x = a[i], y = b[i];
+        if (x >= 'A' && x <= 'Z')
+            x = static_cast<char>(x - 'A' + 'a');
+        if (y >= 'A' && y <= 'Z')
+            y = static_cast<char>(y - 'A' + 'a');
+        if (x != y)
+            return false;
+    }
+    return true;
 }
 
 } // namespace Tessarix::Html::Posix

@@ -35,6 +35,11 @@ template <typename Intern, typename DeclaredValue>
 ComputedStyle ResolveStyle(const DeclaredStyle& declared, const ComputedStyle* parent, Intern&& intern,
                            DeclaredValue&& declaredValue);
 
+// ASCII text of CSS values and HTML attributes: its white space, trimmed, compared without case.
+bool IsAsciiSpace(char c);
+std::string_view TrimAscii(std::string_view s);
+bool EqualsNoCase(std::string_view a, std::string_view b);
+
 // --- details shared with the template ---
 bool Inherits(CssProperty p);
 std::u16string_view InitialValue(CssProperty p);

@@ -26,7 +26,7 @@ constexpr char16_t kNotLoadedText[] =
 class ClipDriver : public ::testing::Test {
 protected:
     void SetUp() override {
-        PrepareProcessLog();
+        OpenItemLog();
         PrepareEnglishTexts();
         SendRecorder::Reset();
         RemoveDump();

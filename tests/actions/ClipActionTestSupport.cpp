@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-
 #ifdef _WIN32
 #include <windows.h>
 
@@ -13,32 +10,8 @@
 
 #include "core/FileSystem.h"
 #include "core/Log.h"
-#include "core/Utf.h"
 
 namespace Tessarix::Testing {
-
-void PrepareProcessLog() {
-    static const bool prepared = [] {
-#ifndef _WIN32
-        namespace fs = std::filesystem;
-        std::string pattern = (fs::temp_directory_path() / "tx-actions-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-            return false;
-        static const std::string folder = pattern;
-        // Registered before the logger exists, so it runs after the logger has closed its file.
-        std::atexit([] {
-            std::error_code ignored;
-            fs::remove_all(folder, ignored);
-        });
-        ::setenv("XDG_STATE_HOME", folder.c_str(), 1);
-#endif
-        Logger& log = Logger::Instance();
-        if (!log.HasFileNamePattern())
-            log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
-        return log.IsOpen();
-    }();
-    ASSERT_TRUE(prepared) << "the process log could not be opened";
-}
 
 void PrepareEnglishTexts() {
 #ifdef _WIN32
@@ -74,55 +47,13 @@ Notes::NotePtr NoteWithAuthor(const std::u16string& author) {
     return note;
 }
 
-namespace {
-
-std::u16string CurrentLogFile() {
-    const Logger& log = Logger::Instance();
-    if (log.CurrentFileName().empty())
-        return {};
-    return log.Directory() + log.CurrentFileName();
-}
-
-std::string ReadAll(const std::u16string& path) {
-    return Platform::ReadFile(path).value_or(std::string());
-}
-
-} // namespace
-
 LogWatch::LogWatch() : file_(CurrentLogFile()) {
     EXPECT_FALSE(file_.empty()) << "no log file is open";
-    offset_ = ReadAll(file_).size();
+    offset_ = ReadLogFile(file_).size();
 }
 
 std::vector<std::string> LogWatch::Lines() const {
-    // A rotation in between leaves the start of the run in the previous file.
-    std::string text = ReadAll(file_);
-    text.erase(0, std::min(offset_, text.size()));
-    const std::u16string now = CurrentLogFile();
-    if (now != file_)
-        text += ReadAll(now);
-
-    std::vector<std::string> lines;
-    std::size_t at = 0;
-    while (at < text.size()) {
-        std::size_t end = text.find('\n', at);
-        if (end == std::string::npos)
-            end = text.size();
-        std::string line = text.substr(at, end - at);
-        at = end + 1;
-        if (line.rfind("\xEF\xBB\xBF", 0) == 0)
-            line.erase(0, 3);
-        while (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        // "MM/DD/YYYY hh:mm:ss:mmmm " comes first.
-        constexpr std::size_t kStamp = 25;
-        if (line.size() < kStamp || line[2] != '/' || line[5] != '/' || line[kStamp - 1] != ' ') {
-            ADD_FAILURE() << "not a log line: " << line;
-            continue;
-        }
-        lines.push_back(line.substr(kStamp));
-    }
-    return lines;
+    return LogLinesSince(file_, offset_, true);
 }
 
 std::vector<std::string> LogWatch::Lines(const std::string& level) const {
@@ -136,7 +67,7 @@ std::vector<std::string> LogWatch::Lines(const std::string& level) const {
 }
 
 std::string ReadDump() {
-    return ReadAll(Logger::Instance().Directory() + u"TXCEData.xml");
+    return ReadLogFile(Logger::Instance().Directory() + u"TXCEData.xml");
 }
 
 void RemoveDump() {

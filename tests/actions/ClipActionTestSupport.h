@@ -10,12 +10,10 @@
 #include "actions/ClipAction.h"
 #include "core/UserInterface.h"
 #include "notes/Note.h"
+#include "tests/support/ItemLog.h" // OpenItemLog
 
 namespace Tessarix::Testing {
 
-// Points the process log at "OLClipper" files; natively in a temporary state folder that is set
-// before the logger is first used (and removed at exit).
-void PrepareProcessLog();
 // Makes the localised texts English: on Windows by loading the satellite copied beside the test
 // program and asking for US English; elsewhere they are English already.
 void PrepareEnglishTexts();

@@ -75,7 +75,7 @@ bool WasWrapped(const FakeObject& item) {
 class ItemClips : public ::testing::Test {
 protected:
     void SetUp() override {
-        PrepareProcessLog();
+        OpenItemLog();
         SendRecorder::Reset();
     }
     RecordingUi& Ui() { return installed_.ui; }

@@ -3,6 +3,7 @@
 // "Error: HrGetOneProp() failed in GetLongProperty()!".
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -20,7 +21,7 @@ inline void OpenItemLog() {
     static const bool opened = [] {
 #ifndef _WIN32
         namespace fs = std::filesystem;
-        std::string pattern = (fs::temp_directory_path() / "tx-items-XXXXXX").string();
+        std::string pattern = (fs::temp_directory_path() / "tx-log-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr)
             return false;
         static const std::string folder = pattern;
@@ -39,38 +40,56 @@ inline void OpenItemLog() {
     ASSERT_TRUE(opened) << "the process log could not be opened";
 }
 
+inline std::u16string CurrentLogFile() {
+    const Logger& log = Logger::Instance();
+    return log.CurrentFileName().empty() ? std::u16string() : log.Directory() + log.CurrentFileName();
+}
+
+inline std::string ReadLogFile(const std::u16string& path) {
+    return Platform::ReadFile(path).value_or(std::string());
+}
+
+// "Level: message" for every line written to `file` from `offset` on, and to the file that
+// followed it if the log rotated meanwhile. A line without the stamp is passed over, or fails the
+// test when `strict`.
+inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::size_t offset, bool strict) {
+    std::string text = ReadLogFile(file);
+    text.erase(0, std::min(offset, text.size()));
+    if (const auto now = CurrentLogFile(); now != file)
+        text += ReadLogFile(now);
+    std::vector<std::string> lines;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        std::size_t end = text.find('\n', at);
+        if (end == std::string::npos)
+            end = text.size();
+        std::string line = text.substr(at, end - at);
+        at = end + 1;
+        if (line.rfind("\xEF\xBB\xBF", 0) == 0)
+            line.erase(0, 3);
+        while (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        constexpr std::size_t kStamp = 25; // "MM/DD/YYYY hh:mm:ss:mmmm "
+        const bool stamped = line.size() >= kStamp &&
+                             (!strict || (line[2] == '/' && line[5] == '/' && line[kStamp - 1] == ' '));
+        if (stamped)
+            lines.push_back(line.substr(kStamp));
+        else if (strict)
+            ADD_FAILURE() << "not a log line: " << line;
+    }
+    return lines;
+}
+
 class ItemLog {
 public:
     ItemLog() {
         OpenItemLog();
-        file_ = Current();
-        offset_ = Read(file_).size();
+        file_ = CurrentLogFile();
+        offset_ = ReadLogFile(file_).size();
     }
 
     // "Level: message" for every line since construction.
-    std::vector<std::string> Lines() const {
-        std::string text = Read(file_);
-        text.erase(0, std::min(offset_, text.size()));
-        if (const auto now = Current(); now != file_)
-            text += Read(now); // rotated meanwhile
-        std::vector<std::string> lines;
-        std::size_t at = 0;
-        while (at < text.size()) {
-            std::size_t end = text.find('\n', at);
-            if (end == std::string::npos)
-                end = text.size();
-            std::string line = text.substr(at, end - at);
-            at = end + 1;
-            if (line.rfind("\xEF\xBB\xBF", 0) == 0)
-                line.erase(0, 3);
-            while (!line.empty() && line.back() == '\r')
-                line.pop_back();
-            constexpr std::size_t kStamp = 25; // "MM/DD/YYYY hh:mm:ss:mmmm "
-            if (line.size() >= kStamp)
-                lines.push_back(line.substr(kStamp));
-        }
-        return lines;
-    }
+    std::vector<std::string> Lines() const { return LogLinesSince(file_, offset_, false); }
 
     // The lines that are not call traces.
     std::vector<std::string> Messages() const {
@@ -84,14 +103,6 @@ public:
     }
 
 private:
-    static std::u16string Current() {
-        const Logger& log = Logger::Instance();
-        return log.CurrentFileName().empty() ? std::u16string() : log.Directory() + log.CurrentFileName();
-    }
-    static std::string Read(const std::u16string& path) {
-        return Platform::ReadFile(path).value_or(std::string());
-    }
-
     std::u16string file_;
     std::size_t offset_ = 0;
 };

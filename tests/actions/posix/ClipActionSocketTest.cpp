@@ -122,7 +122,7 @@ private:
 class ClipOverSocket : public ::testing::Test {
 protected:
     void SetUp() override {
-        PrepareProcessLog();
+        OpenItemLog();
         char folder[] = "/tmp/tx-actions-run-XXXXXX";
         ASSERT_NE(::mkdtemp(folder), nullptr);
         runtime_ = folder;

@@ -28,7 +28,7 @@ using Receiver = ClientWindow;
 class ClipToWindow : public ::testing::Test {
 protected:
     void SetUp() override {
-        PrepareProcessLog();
+        OpenItemLog();
         PrepareEnglishTexts();
         RemoveDump();
     }

@@ -78,7 +78,7 @@ TEST(FaultGuard, InnermostGuardTakesTheFaultAndTheOuterCallGoesOn) {
 class ClipFault : public ::testing::Test {
 protected:
     void SetUp() override {
-        PrepareProcessLog();
+        OpenItemLog();
         PrepareEnglishTexts();
         SendRecorder::Reset();
     }

@@ -17,6 +17,7 @@
 
 #include "AddinModule.h"
 #include "FakeOutlook.h"
+#include "FakeRibbon.h"
 #include "addin/OfficeInterfaces.h"
 #include "addin/TessarixOL.h"
 #include "core/Utf.h"

@@ -1,10 +1,8 @@
 #pragma once
-// The real TessarixOL.dll as the tests under Wine load it, the log lines it writes, and the
-// ribbon objects Outlook hands to its callbacks.
+// The real TessarixOL.dll as the tests under Wine load it and the log lines it writes.
 #include <windows.h>
 
 #include <objbase.h>
-#include <oleauto.h>
 #include <shlobj.h>
 
 #include <algorithm>
@@ -14,12 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "addin/OfficeInterfaces.h"
 #include "core/Utf.h"
-
-// COM objects are destroyed by their own Release; COM interfaces have no destructors.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 namespace Tessarix::Addin::Testing {
 
@@ -141,87 +134,4 @@ inline std::size_t Find(const std::string& text, const char* needle) {
     return text.find(needle);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Ribbon objects
-
-class FakeRibbonControl final : public IRibbonControl {
-public:
-    explicit FakeRibbonControl(IDispatch* context) : context_(context) {}
-    LONG refs = 1;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
-            !IsEqualIID(iid, __uuidof(IRibbonControl))) {
-            return E_NOINTERFACE;
-        }
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override {
-        *id = ::SysAllocString(L"Tessarix_MailsButton");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE get_Context(IDispatch** context) override {
-        *context = context_;
-        if (context_)
-            context_->AddRef();
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE get_Tag(BSTR* tag) override {
-        *tag = nullptr;
-        return S_OK;
-    }
-
-private:
-    IDispatch* context_;
-};
-
-class FakeRibbonUI final : public IRibbonUI {
-public:
-    LONG refs = 1;
-    int invalidations = 0;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
-            !IsEqualIID(iid, __uuidof(IRibbonUI))) {
-            return E_NOINTERFACE;
-        }
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invalidate() override {
-        ++invalidations;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE InvalidateControl(BSTR) override { return S_OK; }
-};
-
 } // namespace Tessarix::Addin::Testing
-
-#pragma GCC diagnostic pop

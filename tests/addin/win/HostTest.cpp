@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "FakeOutlook.h"
+#include "FakeRibbon.h"
 #include "actions/ClipAction.h"
 #include "addin/Buttons.h"
 #include "addin/ClipActions.h"
@@ -33,6 +34,8 @@ using Testing::FakeBar;
 using Testing::FakeExplorer;
 using Testing::FakeInspector;
 using Testing::FakeObject;
+using Testing::FakeRibbonControl;
+using Testing::FakeRibbonUI;
 using Testing::VariantValue;
 
 constexpr DISPID kNewWindow = 0xF001; // NewExplorer, NewInspector
@@ -107,81 +110,6 @@ public:
         return std::make_shared<CAddinView>();
     }
     std::vector<std::pair<IDispatch*, std::shared_ptr<IAction>>> built;
-};
-
-class FakeRibbonUI final : public IRibbonUI {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
-            !IsEqualIID(iid, __uuidof(IRibbonUI))) {
-            return E_NOINTERFACE;
-        }
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invalidate() override {
-        ++invalidations;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE InvalidateControl(BSTR) override { return S_OK; }
-
-    LONG refs = 1;
-    int invalidations = 0;
-};
-
-class FakeRibbonControl final : public IRibbonControl {
-public:
-    explicit FakeRibbonControl(IDispatch* context) : context_(context) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
-            !IsEqualIID(iid, __uuidof(IRibbonControl))) {
-            return E_NOINTERFACE;
-        }
-        *out = this;
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override {
-        *id = nullptr;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE get_Context(IDispatch** context) override {
-        *context = context_;
-        if (context_)
-            context_->AddRef();
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE get_Tag(BSTR* tag) override {
-        *tag = nullptr;
-        return S_OK;
-    }
-
-private:
-    IDispatch* context_;
 };
 
 std::shared_ptr<CTessarixButtonCreator> ButtonCreator() {

@@ -1,10 +1,10 @@
 #pragma once
-// Log messages are formats themselves: text from an item or the system keeps its per-cent signs
-// only when they are doubled.
+// Log messages are formats themselves: text from an item, a file name or the system keeps its
+// per-cent signs only when they are doubled.
 #include <string>
 #include <string_view>
 
-namespace Tessarix::Wrappers {
+namespace Tessarix {
 
 inline std::u16string LogLiteral(std::u16string_view text) {
     std::u16string result;
@@ -17,4 +17,4 @@ inline std::u16string LogLiteral(std::u16string_view text) {
     return result;
 }
 
-} // namespace Tessarix::Wrappers
+} // namespace Tessarix
