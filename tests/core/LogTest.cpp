@@ -1,4 +1,5 @@
 #include "core/Log.h"
+#include "support/ItemLog.h"
 
 #include <gtest/gtest.h>
 
@@ -387,14 +388,9 @@ TEST_F(LoggerTest, LinesFromManyThreadsStayWholeAcrossRotations) {
 }
 
 TEST_F(LoggerTest, CallTracerWritesBeginAndEndThroughTheProcessLogger) {
-#ifndef _WIN32
-    // Keeps the process logger out of the user's own folder when it is made here.
-    setenv("XDG_STATE_HOME", ToUtf8(Base()).c_str(), 1);
-#endif
+    // The process logger, in a folder that lives as long as the test program.
+    Testing::OpenItemLog();
     Logger& log = Logger::Instance();
-    if (!log.HasFileNamePattern())
-        log.SetFileNamePattern(kPattern);
-    ASSERT_TRUE(log.IsOpen());
     const std::u16string path = log.Directory() + log.CurrentFileName();
     {
         CallTracer trace(u"CAddin2003::GetCustomUI()");

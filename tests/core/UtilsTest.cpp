@@ -10,6 +10,7 @@
 #include "core/Log.h"
 #include "core/Utf.h"
 #include "core/Utils.h"
+#include "support/ItemLog.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -247,19 +248,9 @@ TEST(LoadData, AStorageThatWritesNothingGivesEmptyBytes) {
 }
 
 TEST(LoadData, AFileThatCannotBeOpenedIsLoggedAndLeavesTheOutputAlone) {
-#ifndef _WIN32
-    // The process log goes to a folder of the test's own.
-    const std::filesystem::path home = std::filesystem::temp_directory_path() / "tx-utils-test-XXXXXX";
-    std::string folder = home.string();
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    setenv("XDG_STATE_HOME", folder.c_str(), 1);
-#endif
-    Logger& log = Logger::Instance();
-    if (!log.HasFileNamePattern())
-        log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
-    ASSERT_TRUE(log.IsOpen());
-    const std::u16string logPath = log.Directory() + log.CurrentFileName();
-    const std::size_t before = Platform::ReadFile(logPath).value_or("").size();
+    Testing::OpenItemLog();
+    const std::u16string logPath = Testing::CurrentLogFile();
+    const std::size_t before = Testing::ReadLogFile(logPath).size();
 
     FakeStorage storage(FakeStorage::Action::Remove);
     const StringUTF8 previous = StringUTF8::Copy("previous");
@@ -268,14 +259,10 @@ TEST(LoadData, AFileThatCannotBeOpenedIsLoggedAndLeavesTheOutputAlone) {
     EXPECT_TRUE(out.SharesBufferWith(previous));
     EXPECT_EQ(out.View(), "previous");
 
-    const std::string added = Platform::ReadFile(logPath).value_or("").substr(before);
+    const std::string added = Testing::ReadLogFile(logPath).substr(before);
     EXPECT_NE(added.find(" Info: Utils::LoadData: Fail to open file: " + ToUtf8(storage.Path()) + "\r\r\n"),
               std::string::npos)
         << added;
-#ifndef _WIN32
-    log.Close();
-    std::filesystem::remove_all(folder);
-#endif
 }
 
 TEST(LoadData, ASaveFailurePropagatesAndRemovesTheTemporaryFile) {
