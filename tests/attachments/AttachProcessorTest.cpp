@@ -30,6 +30,8 @@ std::shared_ptr<FakeAttachment> MakeAttachment(std::u16string id, std::u16string
 }
 
 struct Policy : testing::Test {
+    // The log is opened in the test's own folder before a policy first writes to it.
+    void SetUp() override { Testing::OpenItemLog(); }
     std::shared_ptr<Notes::CNote> note = std::make_shared<Notes::CNote>();
     const Notes::ResourceList& Resources() const { return note->GetResources(); }
 };
