@@ -567,14 +567,16 @@ bool MsgItem::Implements(const Guid& iid) {
         {&Outlook::kIID_MailItem, u"IPM.Note"},
         {&Outlook::kIID_ContactItem, u"IPM.Contact"},
         {&Outlook::kIID_AppointmentItem, u"IPM.Appointment"},
+        // An exception of a recurring appointment, saved from inside its series.
+        {&Outlook::kIID_AppointmentItem, u"IPM.OLE.CLASS.{00061055-0000-0000-C000-000000000046}"},
         {&Outlook::kIID_MeetingItem, u"IPM.Schedule.Meeting"},
         {&Outlook::kIID_TaskItem, u"IPM.Task"},
         {&Outlook::kIID_JournalItem, u"IPM.Activity"},
         {&Outlook::kIID_NoteItem, u"IPM.StickyNote"},
     };
     for (const auto& [kind, base] : kinds)
-        if (*kind == iid)
-            return ClassIs(cls, base);
+        if (*kind == iid && ClassIs(cls, base))
+            return true;
     return false;
 }
 

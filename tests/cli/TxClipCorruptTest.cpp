@@ -1,0 +1,107 @@
+// Files that are not readable items: a clear message naming the file, a failing status, nothing
+// written, and no crash (these tests also run with txclip built under the sanitizers).
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <random>
+
+#include "ExportReader.h"
+#include "TxClipRunner.h"
+#include "cli/Samples.h"
+
+namespace Tessarix::Testing {
+namespace {
+
+class TxClipCorrupt : public TxClipTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(TxClipCorrupt, FailsNamingTheFileAndWritesNothing) {
+    const std::string good = Sample("02-mail-html.msg");
+    const std::string bad = CorruptSample(GetParam());
+    for (const bool toFile : {true, false}) {
+        std::vector<std::string> arguments{good, bad};
+        if (toFile)
+            arguments.insert(arguments.end(), {"-o", (out_ / "clip.xml").string()});
+        const RunResult result = Run(arguments);
+        ExpectCleanExit(result);
+        EXPECT_EQ(result.status, 1) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(Entries(out_).empty());
+        EXPECT_NE(result.err.find(bad), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("\ntxclip: nothing was written; the failure came while "),
+                  std::string::npos)
+            << result.err;
+        if (GetParam() == "bad-embedded-message.msg") {
+            // Found only when the clip saves the attached message.
+            EXPECT_TRUE(result.err.starts_with("Unexpected error: Unexpected error during note creation.\n"));
+            EXPECT_NE(result.err.find("while clipping " + bad), std::string::npos);
+        } else {
+            EXPECT_TRUE(result.err.starts_with("Error message: " + bad + ": ")) << result.err;
+            EXPECT_NE(result.err.find("while reading " + bad), std::string::npos);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, TxClipCorrupt, ::testing::ValuesIn([] {
+                             std::vector<std::string> names;
+                             for (const auto& sample : Cli::Samples::CorruptItems())
+                                 names.push_back(sample.fileName);
+                             return names;
+                         }()),
+                         [](const ::testing::TestParamInfo<std::string>& parameter) {
+                             std::string name;
+                             for (const char c : parameter.param)
+                                 if (std::isalnum(static_cast<unsigned char>(c)))
+                                     name += c;
+                             return name;
+                         });
+
+TEST_F(TxClipTest, MissingAndUnreadableFilesAreNamed) {
+    const std::string missing = (items_ / "missing.msg").string();
+    const RunResult result = Run({missing});
+    ExpectCleanExit(result);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.err.starts_with("Error message: " + missing + ": no such file\n")) << result.err;
+
+    const RunResult folder = Run({items_.string()});
+    ExpectCleanExit(folder);
+    EXPECT_EQ(folder.status, 1);
+    EXPECT_TRUE(folder.err.starts_with("Error message: " + items_.string() + ": ")) << folder.err;
+}
+
+// Damaged copies of the richest sample: each ends in a document or a reported failure, never in a
+// crash or a half-written file.
+TEST_F(TxClipTest, DamagedItemsNeverCrash) {
+    Msg::MessageData rich;
+    for (auto& sample : Cli::Samples::Items())
+        if (sample.fileName == "09-mail-attachments.msg")
+            rich = std::move(sample.message);
+    const std::string bytes = Msg::MsgWriter::ToBytes(rich);
+    std::mt19937 random(20110307);
+    int written = 0, failed = 0;
+    for (int round = 0; round < 24; ++round) {
+        std::string damaged = bytes;
+        const int flips = 1 + static_cast<int>(random() % 6);
+        for (int i = 0; i < flips; ++i)
+            damaged[random() % damaged.size()] = static_cast<char>(random() & 0xFF);
+        const std::string path = (items_ / ("damaged-" + std::to_string(round) + ".msg")).string();
+        WriteFileBytes(path, damaged);
+        const auto output = out_ / "clip.xml";
+        std::filesystem::remove(output);
+        const RunResult result = Run({path, "-o", output.string()});
+        ExpectCleanExit(result);
+        if (result.status == 0) {
+            ++written;
+            EXPECT_EQ(ReadExport(ReadFileBytes(output)).size(), 1u);
+        } else {
+            ++failed;
+            EXPECT_EQ(result.status, 1) << result.err;
+            EXPECT_FALSE(std::filesystem::exists(output));
+            EXPECT_NE(result.err.find("txclip: nothing was written"), std::string::npos) << result.err;
+        }
+        EXPECT_EQ(Entries(out_).size(), result.status == 0 ? 1u : 0u);
+    }
+    EXPECT_EQ(written + failed, 24);
+}
+
+} // namespace
+} // namespace Tessarix::Testing
