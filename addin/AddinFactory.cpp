@@ -6,7 +6,7 @@
 #include "addin/Dispatch.h"
 #include "addin/ExplorerView2010.h"
 #include "addin/Explorers.h"
-#include "addin/Inspectors.h"
+#include "addin/ItemWindows.h"
 #include "addin/Localize.h"
 #include "addin/OutlookVersion.h"
 #include "core/Format.h"

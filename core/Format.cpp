@@ -3,27 +3,27 @@
 namespace Tessarix {
 namespace {
 
-struct Spec {
+struct Conversion {
     bool left = false, zero = false, plus = false, space = false, alt = false;
     int width = -1;
     int precision = -1;
 };
 
-void Pad(std::u16string& out, std::u16string_view body, const Spec& spec, std::u16string_view prefix,
-         bool zeroPadAllowed) {
+void Pad(std::u16string& out, std::u16string_view body, const Conversion& conversion,
+         std::u16string_view prefix, bool zeroPadAllowed) {
     const std::size_t len = prefix.size() + body.size();
-    const std::size_t width = spec.width > 0 ? static_cast<std::size_t>(spec.width) : 0;
+    const std::size_t width = conversion.width > 0 ? static_cast<std::size_t>(conversion.width) : 0;
     const std::size_t fill = width > len ? width - len : 0;
-    if (spec.left) {
+    if (conversion.left) {
         out.append(prefix).append(body).append(fill, u' ');
-    } else if (spec.zero && zeroPadAllowed) {
+    } else if (conversion.zero && zeroPadAllowed) {
         out.append(prefix).append(fill, u'0').append(body);
     } else {
         out.append(fill, u' ').append(prefix).append(body);
     }
 }
 
-void AppendInteger(std::u16string& out, const FormatArg& arg, char16_t conv, const Spec& spec) {
+void AppendInteger(std::u16string& out, const FormatArg& arg, char16_t conv, const Conversion& conversion) {
     const bool isSigned = (conv == u'd' || conv == u'i');
     bool negative = false;
     std::uint64_t magnitude;
@@ -47,7 +47,7 @@ void AppendInteger(std::u16string& out, const FormatArg& arg, char16_t conv, con
         magnitude /= base;
     }
     std::u16string body;
-    const int minDigits = spec.precision >= 0 ? spec.precision : 1;
+    const int minDigits = conversion.precision >= 0 ? conversion.precision : 1;
     for (int i = n; i < minDigits; ++i)
         body.push_back(u'0');
     for (int i = n - 1; i >= 0; --i)
@@ -55,13 +55,13 @@ void AppendInteger(std::u16string& out, const FormatArg& arg, char16_t conv, con
     std::u16string prefix;
     if (negative)
         prefix = u"-";
-    else if (isSigned && spec.plus)
+    else if (isSigned && conversion.plus)
         prefix = u"+";
-    else if (isSigned && spec.space)
+    else if (isSigned && conversion.space)
         prefix = u" ";
-    if (spec.alt && base == 16 && n > 0)
+    if (conversion.alt && base == 16 && n > 0)
         prefix += conv == u'X' ? u"0X" : u"0x";
-    Pad(out, body, spec, prefix, spec.precision < 0);
+    Pad(out, body, conversion, prefix, conversion.precision < 0);
 }
 
 } // namespace
@@ -89,19 +89,19 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
             ++i;
             continue;
         }
-        Spec spec;
+        Conversion conversion;
         for (; i < n; ++i) {
             const char16_t c = format[i];
             if (c == u'-')
-                spec.left = true;
+                conversion.left = true;
             else if (c == u'0')
-                spec.zero = true;
+                conversion.zero = true;
             else if (c == u'+')
-                spec.plus = true;
+                conversion.plus = true;
             else if (c == u' ')
-                spec.space = true;
+                conversion.space = true;
             else if (c == u'#')
-                spec.alt = true;
+                conversion.alt = true;
             else
                 break;
         }
@@ -122,11 +122,11 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
             if (any)
                 target = v;
         };
-        readNumber(spec.width);
+        readNumber(conversion.width);
         if (i < n && format[i] == u'.') {
             ++i;
-            spec.precision = 0;
-            readNumber(spec.precision);
+            conversion.precision = 0;
+            readNumber(conversion.precision);
         }
         // length modifiers: every integer argument is already 64-bit
         while (i < n) {
@@ -153,13 +153,13 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
         case u'X':
             ++next;
             if (arg && arg->kind() != FormatArg::Kind::Text)
-                AppendInteger(out, *arg, conv, spec);
+                AppendInteger(out, *arg, conv, conversion);
             break;
         case u'c':
             ++next;
             if (arg && arg->kind() != FormatArg::Kind::Text) {
                 const char16_t ch = static_cast<char16_t>(arg->asUnsigned());
-                Pad(out, std::u16string_view(&ch, 1), spec, {}, false);
+                Pad(out, std::u16string_view(&ch, 1), conversion, {}, false);
             }
             break;
         case u's':
@@ -167,9 +167,9 @@ std::u16string FormatV(std::u16string_view format, std::span<const FormatArg> ar
             ++next;
             if (arg && arg->kind() == FormatArg::Kind::Text) {
                 std::u16string_view s = arg->text();
-                if (spec.precision >= 0 && static_cast<std::size_t>(spec.precision) < s.size())
-                    s = s.substr(0, static_cast<std::size_t>(spec.precision));
-                Pad(out, s, spec, {}, false);
+                if (conversion.precision >= 0 && static_cast<std::size_t>(conversion.precision) < s.size())
+                    s = s.substr(0, static_cast<std::size_t>(conversion.precision));
+                Pad(out, s, conversion, {}, false);
             }
             break;
         default:

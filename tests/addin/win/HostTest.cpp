@@ -17,7 +17,7 @@
 #include "addin/EventSink.h"
 #include "addin/ExplorerView2010.h"
 #include "addin/Explorers.h"
-#include "addin/Inspectors.h"
+#include "addin/ItemWindows.h"
 #include "addin/Localize.h"
 #include "addin/OfficeInterfaces.h"
 #include "addin/RibbonSupport.h"

@@ -1,4 +1,4 @@
-#include "addin/Inspectors.h"
+#include "addin/ItemWindows.h"
 
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
