@@ -112,7 +112,7 @@ struct FakeItem {
 };
 
 // An Outlook attachment stored by value.
-struct FileAttachmentSpec {
+struct FileAttachmentFields {
     std::u16string fileName{};
     std::string content{};
     std::u16string mime = u"application/octet-stream";
@@ -122,21 +122,21 @@ struct FileAttachmentSpec {
     std::optional<std::uint64_t> reportedSize{}; // a size other than the content's
 };
 
-inline Automation::ObjectPtr FileAttachment(const FileAttachmentSpec& spec) {
+inline Automation::ObjectPtr FileAttachment(const FileAttachmentFields& fields) {
     auto attach = std::make_shared<FakeMapiProp>();
     attach->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_BY_VALUE);
-    attach->Set(Mapi::kPR_ATTACH_LONG_FILENAME, spec.fileName);
-    attach->Set(Mapi::kPR_ATTACH_MIME_TAG, spec.mime);
-    if (!spec.cid.empty())
-        attach->Set(Mapi::kPR_ATTACH_CONTENT_ID, spec.cid);
-    attach->Set(Mapi::kPR_ATTACHMENT_HIDDEN, spec.hidden);
-    if (spec.contactPhoto)
+    attach->Set(Mapi::kPR_ATTACH_LONG_FILENAME, fields.fileName);
+    attach->Set(Mapi::kPR_ATTACH_MIME_TAG, fields.mime);
+    if (!fields.cid.empty())
+        attach->Set(Mapi::kPR_ATTACH_CONTENT_ID, fields.cid);
+    attach->Set(Mapi::kPR_ATTACHMENT_HIDDEN, fields.hidden);
+    if (fields.contactPhoto)
         attach->Set(Mapi::kPR_ATTACHMENT_CONTACTPHOTO, true);
-    auto stream = std::make_shared<FakeStream>(spec.content);
-    stream->reportedSize = spec.reportedSize;
+    auto stream = std::make_shared<FakeStream>(fields.content);
+    stream->reportedSize = fields.reportedSize;
     attach->streams[Mapi::kPR_ATTACH_DATA_BIN] = stream;
     auto object = std::make_shared<FakeObject>();
-    object->Set(u"FileName", spec.fileName);
+    object->Set(u"FileName", fields.fileName);
     object->mapiObject = attach;
     return object;
 }
