@@ -404,6 +404,9 @@ Sample MeetingRequest() {
         .SetNamed(Keywords(), Value::MultiUnicode({u"Projects"}))
         .SetNamed(Named(kPSETID_Common, 0x8539), Value::MultiUnicode({u"Acme", u"Globex"}))
         .SetNamed(Named(kPSETID_Appointment, 0x8208), Value::Unicode(u"Room 1"))
+        .SetNamed(Named(kPSETID_Appointment, 0x8215), Value::Bool(false))
+        .SetNamed(Named(kPSETID_Appointment, 0x8205), Value::Long(1)) // tentative until answered
+        .SetNamed(Named(kPSETID_Appointment, 0x8224), Value::Long(2)) // the organizer's: busy
         .Set(Mapi::kPR_START_DATE, Value::Time(Utc(2011, 3, 14, 14)))
         .Set(Mapi::kPR_END_DATE, Value::Time(Utc(2011, 3, 14, 15)))
         .Set(kBody, Value::Unicode(u"When: Monday, March 14, 2011 2:00 PM-3:00 PM.\r\nWhere: Room 1\r\n\r\n"

@@ -50,6 +50,16 @@ inline constexpr PropTag kPR_ATTACH_CONTENT_LOCATION = 0x3713001F;
 inline constexpr PropTag kPR_ATTACHMENT_HIDDEN = 0x7FFE000B;
 inline constexpr PropTag kPR_ATTACHMENT_CONTACTPHOTO = 0x7FFF000B;
 
+// A meeting request's named properties as the host versions' stores number them; the renderer
+// reads these tags as they are, without resolving names (11: Outlook 2003, 12: 2007, 14: 2010).
+inline constexpr PropTag kMeetingLocation11 = 0x800F001F;
+inline constexpr PropTag kMeetingLocation12 = 0x8017001F;
+inline constexpr PropTag kMeetingAllDay11 = 0x8014000B;
+inline constexpr PropTag kMeetingAllDay12 = 0x801C000B;
+inline constexpr PropTag kMeetingAllDay14 = 0x802A000B;
+inline constexpr PropTag kMeetingBusyStatus11 = 0x80120003;
+inline constexpr PropTag kMeetingBusyStatus12And14 = 0x80000003;
+
 // PR_ATTACH_METHOD values.
 inline constexpr std::uint32_t kATTACH_BY_VALUE = 1;
 inline constexpr std::uint32_t kATTACH_EMBEDDED_MSG = 5;

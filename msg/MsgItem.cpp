@@ -221,14 +221,16 @@ HResult PercentComplete(const MsgMessage& m, Value& out) {
     return kS_OK;
 }
 
-// The host application: no host here, so no version (the meeting request's fixed named tags of
-// a host version never apply to a saved item's own name-id map).
+// The host that a saved item is rendered as coming from: Outlook 2010, the newest version whose
+// store numbering the meeting-request renderer knows.
+constexpr std::u16string_view kHostVersion = u"14.0.0.0";
+
 class Application final : public Automation::IObject {
 public:
     HResult Get(std::u16string_view name, Value& result) override {
         if (name != u"Version")
             return Automation::kDISP_E_UNKNOWNNAME;
-        result = std::u16string();
+        result = std::u16string(kHostVersion);
         return kS_OK;
     }
     HResult Call(std::u16string_view, std::span<const Value>, Value&) override {
@@ -239,6 +241,62 @@ public:
         object.reset();
         return Automation::kDISP_E_UNKNOWNNAME;
     }
+};
+
+// The named properties behind the tags a host's store gives a meeting request's fields. A saved
+// item numbers its named properties in its own name-id map, so these tags are resolved by name.
+struct HostTag {
+    PropTag tag;
+    std::uint32_t lids[2]; // in PSETID_Appointment, the first one present answers; 0: none
+};
+// A request's own busy status is the tentative placeholder until it is answered; the status the
+// organizer gave the meeting is what a reader of the note wants.
+constexpr std::uint32_t kBusyStatusLids[2] = {0x8224, 0x8205}; // intended, else its own
+constexpr HostTag kHostTags[] = {
+    {Mapi::kMeetingLocation11, {0x8208, 0}},
+    {Mapi::kMeetingLocation12, {0x8208, 0}},
+    {Mapi::kMeetingAllDay11, {0x8215, 0}},
+    {Mapi::kMeetingAllDay12, {0x8215, 0}},
+    {Mapi::kMeetingAllDay14, {0x8215, 0}},
+    {Mapi::kMeetingBusyStatus11, {kBusyStatusLids[0], kBusyStatusLids[1]}},
+    {Mapi::kMeetingBusyStatus12And14, {kBusyStatusLids[0], kBusyStatusLids[1]}},
+};
+
+// The message's MAPI object as the host hands it out: its own properties, with the host's fixed
+// named-property tags answering the properties they stand for there.
+class HostMessageProps final : public Mapi::IProp {
+public:
+    explicit HostMessageProps(std::shared_ptr<MsgProps> props) : props_(std::move(props)) {}
+
+    HResult GetProp(PropTag tag, Mapi::PropValue& value) override {
+        for (const HostTag& host : kHostTags) {
+            if (host.tag != tag)
+                continue;
+            value = std::monostate{};
+            for (const std::uint32_t lid : host.lids) {
+                const auto own = lid ? props_->NamedTag(NamedProperty::Number(kPSETID_Appointment, lid),
+                                                        Mapi::PropType(tag))
+                                     : std::nullopt;
+                if (own && props_->Has(*own))
+                    return props_->GetProp(*own, value);
+            }
+            return kMAPI_E_NOT_FOUND;
+        }
+        return props_->GetProp(tag, value);
+    }
+    HResult OpenStream(PropTag tag, std::shared_ptr<Mapi::IPropStream>& stream) override {
+        return props_->OpenStream(tag, stream);
+    }
+    HResult OpenStorage(PropTag tag, std::shared_ptr<Mapi::IPropStorage>& storage) override {
+        return props_->OpenStorage(tag, storage);
+    }
+    HResult WrapCompressedRtf(Mapi::IPropStream& compressed, std::uint32_t codePage,
+                              Mapi::NativeBody& body) override {
+        return props_->WrapCompressedRtf(compressed, codePage, body);
+    }
+
+private:
+    std::shared_ptr<MsgProps> props_;
 };
 
 class AttachmentObject final : public Automation::IObject {
@@ -409,7 +467,7 @@ const std::map<std::u16string_view, Getter>& Names() {
         n[u"Complete"] = Flag(Named(T, 0x811C));
         n[u"StartDate"] = Date({Named(T, 0x8104)}, true);
         n[u"DueDate"] = Date({Named(T, 0x8105)}, true);
-        n[u"DateCompleted"] = Date({Named(T, 0x810F)}, true);
+        n[u"DateCompleted"] = Date({Named(T, 0x810F)}); // local midnight, stored as UTC
         n[u"ActualWork"] = Long(Named(T, 0x8110));
         n[u"TotalWork"] = Long(Named(T, 0x8111));
         n[u"ContactNames"] = Texts(Named(C, 0x853A), u"; ");
@@ -583,7 +641,7 @@ bool MsgItem::Implements(const Guid& iid) {
 HResult MsgItem::GetMapiObject(const Guid& iid, std::shared_ptr<Mapi::IProp>& object) {
     object.reset();
     if (iid == Mapi::kIID_IMessage || iid == Mapi::kIID_IMAPIProp)
-        object = message_->Props();
+        object = std::make_shared<HostMessageProps>(message_->Props());
     return kS_OK;
 }
 

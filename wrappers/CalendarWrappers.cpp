@@ -19,9 +19,11 @@ constexpr std::u16string_view kUpdatedPrefix = u"Updated: ";
 
 // Named properties of a meeting request by the host's version (selector 1, 2, 3), used as fixed
 // tags without resolving their names; 0: not known for that version.
-constexpr Mapi::PropTag kLocationTags[] = {0, 0x800F001F, 0x8017001F, 0};
-constexpr Mapi::PropTag kAllDayTags[] = {0, 0x8014000B, 0x801C000B, 0x802A000B};
-constexpr Mapi::PropTag kBusyStatusTags[] = {0, 0x80120003, 0x80000003, 0x80000003};
+constexpr Mapi::PropTag kLocationTags[] = {0, Mapi::kMeetingLocation11, Mapi::kMeetingLocation12, 0};
+constexpr Mapi::PropTag kAllDayTags[] = {0, Mapi::kMeetingAllDay11, Mapi::kMeetingAllDay12,
+                                         Mapi::kMeetingAllDay14};
+constexpr Mapi::PropTag kBusyStatusTags[] = {0, Mapi::kMeetingBusyStatus11, Mapi::kMeetingBusyStatus12And14,
+                                             Mapi::kMeetingBusyStatus12And14};
 
 constexpr std::uint32_t kNoLong = 0xFFFFFFFF;
 

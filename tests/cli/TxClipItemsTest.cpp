@@ -247,12 +247,14 @@ TEST_F(TxClipItems, AppointmentsIncludingAnExceptionOfARecurringOne) {
 TEST_F(TxClipItems, MeetingRequestWithoutItsInvitationBlock) {
     const ExportNote note = ClipOne("13-meeting-request.msg");
     EXPECT_EQ(note.title, "Design review");
-    // A saved item has no host version: none of the version-bound lines (location, dates, busy).
+    // Rendered as under Outlook 2010: location through the associated appointment, dates in the
+    // version's style, the organizer's busy status through the host's fixed tag.
     EXPECT_EQ(note.content,
               "<b>Subject:</b> Design review<br/><b>Categories:</b> Projects<br/><b>From:</b> Ann "
-              "Archer (ann@example.com)<br/><b>Required:</b> Bob Baker; Cy Young<br/><b>Companies:</b> "
-              "Acme; Globex<br/><b>Importance:</b> Normal<br/>\r<br>\r<br>Let&nbsp;us&nbsp;go&nbsp;"
-              "through&nbsp;the&nbsp;mock-ups.");
+              "Archer (ann@example.com)<br/><b>Required:</b> Bob Baker; Cy Young<br/><b>Location:</b> Room "
+              "1<br/><b>Start Date:</b> 14/03/2011 14:00:00<br/><b>End Date:</b> 14/03/2011 15:00:00<br/>"
+              "<b>Busy Status:</b> Busy<br/><b>Companies:</b> Acme; Globex<br/><b>Importance:</b> "
+              "Normal<br/>\r<br>\r<br>Let&nbsp;us&nbsp;go&nbsp;through&nbsp;the&nbsp;mock-ups.");
     EXPECT_TRUE(note.attributes.empty());
 }
 

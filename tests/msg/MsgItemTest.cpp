@@ -32,10 +32,11 @@ std::shared_ptr<MsgItem> Item(const MessageData& message) {
 
 class UtcZone : public ::testing::Test {
 protected:
+    virtual const char* Zone() const { return "UTC0"; }
     void SetUp() override {
         const char* tz = std::getenv("TZ");
         saved_ = tz ? std::optional<std::string>(tz) : std::nullopt;
-        setenv("TZ", "UTC0", 1);
+        setenv("TZ", Zone(), 1);
         tzset();
     }
     void TearDown() override {
@@ -51,6 +52,12 @@ private:
 };
 
 using MsgItemMail = UtcZone;
+
+// Five hours behind UTC, no daylight saving: shows which dates are converted.
+class MsgItemWest : public UtcZone {
+protected:
+    const char* Zone() const override { return "EST5"; }
+};
 
 TEST_F(MsgItemMail, AnswersTheMailNames) {
     MessageData message = Mail(u"Quarterly");
@@ -88,7 +95,10 @@ TEST_F(MsgItemMail, AnswersTheMailNames) {
     EXPECT_FALSE(item->Implements(Outlook::kIID_TaskItem));
     Mapi::PropPtr props;
     ASSERT_EQ(item->GetMapiObject(Mapi::kIID_IMessage, props), kS_OK);
-    EXPECT_EQ(props, item->Message()->Props());
+    ASSERT_NE(props, nullptr);
+    Mapi::PropValue subject;
+    ASSERT_EQ(props->GetProp(0x0037001F, subject), kS_OK);
+    EXPECT_EQ(subject, Mapi::PropValue(std::u16string(u"Quarterly")));
     ASSERT_EQ(item->GetMapiObject(Mapi::kIID_IAttachment, props), kS_OK);
     EXPECT_EQ(props, nullptr);
 }
@@ -123,14 +133,15 @@ TEST(MsgItem, ClassesPickTheirInterfaces) {
     EXPECT_FALSE(Item(notes)->Implements(Outlook::kIID_MailItem)) << "a class, not a prefix";
 }
 
-TEST(MsgItem, NamedPropertiesOfTasksAndContacts) {
+TEST_F(MsgItemWest, NamedPropertiesOfTasksAndContacts) {
     MessageData task;
     task.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(u"IPM.Task"))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x811F), Value::Unicode(u"Owner Name"))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x811C), Value::Bool(true))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8102), Value::Double(0.25))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8111), Value::Long(90))
-        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8105), Value::Time(kMarch7));
+        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8105), Value::Time(kMarch7))
+        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x810F), Value::Time(kMarch7));
     const auto taskItem = Item(task);
     EXPECT_EQ(GetString(*taskItem, u"Owner"), u"Owner Name");
     EXPECT_TRUE(GetBool(*taskItem, u"Complete"));
@@ -139,6 +150,8 @@ TEST(MsgItem, NamedPropertiesOfTasksAndContacts) {
     EXPECT_EQ(GetInt(*taskItem, u"ActualWork"), 0);
     // Task dates hold local time already: no time-zone shift.
     EXPECT_NEAR(Automation::GetDate(*taskItem, u"DueDate")->value, kMarch7Date, 1e-6);
+    // The completion date is stored in UTC like the others.
+    EXPECT_NEAR(Automation::GetDate(*taskItem, u"DateCompleted")->value, kMarch7Date - 5.0 / 24, 1e-6);
 
     MessageData contact;
     contact.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(u"IPM.Contact"))
@@ -152,14 +165,48 @@ TEST(MsgItem, NamedPropertiesOfTasksAndContacts) {
     EXPECT_EQ(GetString(*contactItem, u"Email1Address"), u"a@example.com");
     EXPECT_EQ(GetString(*contactItem, u"Children"), u"Ann, Bo");
     EXPECT_EQ(GetString(*contactItem, u"User1"), u"");
+}
 
-    // No host: no version, so no version-specific tags; the request is its own appointment.
-    const auto application = Automation::GetDispatch(*contactItem, u"Application");
+TEST(MsgItem, MeetingRequestAnswersTheHostsFixedTags) {
+    constexpr Guid kPSETID_Appointment{0x00062002, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+    MessageData request;
+    // The file's own numbering puts unrelated names first, so its ids differ from the host's.
+    request.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(u"IPM.Schedule.Meeting.Request"))
+        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8101), Value::Long(7))
+        .SetNamed(NamedProperty::Number(kPSETID_Address, 0x8083), Value::Unicode(u"x@example.com"))
+        .SetNamed(NamedProperty::Number(kPSETID_Appointment, 0x8208), Value::Unicode(u"Room 1"))
+        .SetNamed(NamedProperty::Number(kPSETID_Appointment, 0x8215), Value::Bool(true))
+        .SetNamed(NamedProperty::Number(kPSETID_Appointment, 0x8205), Value::Long(2));
+    const auto item = Item(request);
+    const auto application = Automation::GetDispatch(*item, u"Application");
     ASSERT_NE(application, nullptr);
-    EXPECT_EQ(GetString(*application, u"Version"), u"");
-    EXPECT_EQ(
-        Automation::AsObject(Automation::CallMethod(*contactItem, u"GetAssociatedAppointment", {false})),
-        contactItem);
+    EXPECT_EQ(GetString(*application, u"Version").substr(0, 4), u"14.0");
+
+    Mapi::PropPtr props;
+    ASSERT_EQ(item->GetMapiObject(Mapi::kIID_IMessage, props), kS_OK);
+    ASSERT_NE(props, nullptr);
+    const auto read = [&](Mapi::PropTag tag) {
+        Mapi::PropValue value;
+        const HResult hr = props->GetProp(tag, value);
+        return Failed(hr) ? Mapi::PropValue{} : value;
+    };
+    EXPECT_EQ(read(Mapi::kMeetingLocation12), Mapi::PropValue(std::u16string(u"Room 1")));
+    EXPECT_EQ(read(Mapi::kMeetingAllDay14), Mapi::PropValue(true));
+    EXPECT_EQ(read(Mapi::kMeetingBusyStatus12And14), Mapi::PropValue(std::uint32_t{2}));
+    // The file's own 0x8000 (the task status here) is shadowed by the host's meaning of the tag.
+    EXPECT_EQ(read(0x80000003), Mapi::PropValue(std::uint32_t{2}));
+    // The request is its own appointment.
+    EXPECT_EQ(Automation::AsObject(Automation::CallMethod(*item, u"GetAssociatedAppointment", {false})),
+              item);
+
+    // A request whose file does not name them has none of them.
+    MessageData bare;
+    bare.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(u"IPM.Schedule.Meeting.Request"))
+        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8101), Value::Long(7));
+    ASSERT_EQ(Item(bare)->GetMapiObject(Mapi::kIID_IMessage, props), kS_OK);
+    Mapi::PropValue value;
+    EXPECT_EQ(props->GetProp(Mapi::kMeetingBusyStatus12And14, value), kMAPI_E_NOT_FOUND);
+    EXPECT_EQ(props->GetProp(Mapi::kMeetingAllDay14, value), kMAPI_E_NOT_FOUND);
 }
 
 TEST(MsgItem, AttachmentsCollectionAndSaveAsFile) {
