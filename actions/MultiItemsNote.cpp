@@ -16,31 +16,6 @@ namespace {
 
 constexpr char16_t kEmptySubject[] = u"empty subject";
 
-// The subjects are the user's text: escaped for markup, blanks left as they are.
-std::u16string EscapeText(std::u16string_view text) {
-    std::u16string out;
-    out.reserve(text.size());
-    for (char16_t c : text) {
-        switch (c) {
-        case u'&':
-            out += u"&amp;";
-            break;
-        case u'<':
-            out += u"&lt;";
-            break;
-        case u'>':
-            out += u"&gt;";
-            break;
-        case u'"':
-            out += u"&quot;";
-            break;
-        default:
-            out.push_back(c);
-        }
-    }
-    return out;
-}
-
 } // namespace
 
 Notes::NotePtr CreateMultiItemsNote(const std::vector<Automation::ObjectPtr>& items) {
@@ -62,7 +37,7 @@ Notes::NotePtr CreateMultiItemsNote(const std::vector<Automation::ObjectPtr>& it
         resource.SetFileName(name);
         note->GetResources().push_back(std::move(resource));
 
-        list += u"<li>" + EscapeText(name) + u"</li>";
+        list += u"<li>" + EscapeMarkup(name) + u"</li>";
         onlySubject = std::move(subject);
     }
     note->GetMetadata().emplace_back(Notes::kMetaSource, kSourceOutlook);

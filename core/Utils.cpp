@@ -109,6 +109,30 @@ std::u16string TextToHtml(std::string_view text, std::uint32_t codePage) {
     return EscapeHtml(wide);
 }
 
+std::u16string EscapeMarkup(std::u16string_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    for (const char16_t c : text) {
+        switch (c) {
+        case u'&':
+            out += u"&amp;";
+            break;
+        case u'<':
+            out += u"&lt;";
+            break;
+        case u'>':
+            out += u"&gt;";
+            break;
+        case u'"':
+            out += u"&quot;";
+            break;
+        default:
+            out.push_back(c);
+        }
+    }
+    return out;
+}
+
 std::u16string FormatIsoUtc(const Platform::SystemTime& t) {
     return Format(u"%i-%02i-%02iT%02i:%02i:%02i.%03iZ", t.year, t.month, t.day, t.hour, t.minute, t.second,
                   t.milliseconds);

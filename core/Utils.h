@@ -28,6 +28,8 @@ void LoadData(Clipper::IDataStorage& storage, StringUTF8& out);
 
 // "<" -> "&lt;", ">" -> "&gt;", LF -> "<br>", blank -> "&nbsp;"; nothing else. Linear time.
 std::u16string EscapeHtml(std::u16string_view text);
+// Text for markup: "&", "<", ">" and '"' as entity references; blanks and line ends as they are.
+std::u16string EscapeMarkup(std::u16string_view text);
 // 8-bit text in `codePage` to wide text, then EscapeHtml. Undecodable text gives "".
 std::u16string TextToHtml(std::string_view text, std::uint32_t codePage);
 

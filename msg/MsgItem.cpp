@@ -9,6 +9,7 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/Utf.h"
+#include "core/Utils.h"
 #include "msg/MsgReader.h"
 
 namespace Tessarix::Msg {
@@ -165,27 +166,22 @@ Getter Recipients(PropTag display, std::uint32_t type) {
     };
 }
 
-std::u16string EscapeText(std::u16string_view text) {
+// Text as the host turns it into HTML: markup escaped, each line end a <br>.
+std::u16string TextAsHtml(std::u16string_view text) {
     std::u16string out;
-    for (const char16_t c : text) {
-        switch (c) {
-        case u'&':
-            out += u"&amp;";
+    for (std::size_t start = 0; start <= text.size();) {
+        std::size_t end = text.find(u'\n', start);
+        const bool last = end == std::u16string_view::npos;
+        if (last)
+            end = text.size();
+        std::u16string_view line = text.substr(start, end - start);
+        while (!line.empty() && line.back() == u'\r')
+            line.remove_suffix(1);
+        out += EscapeMarkup(line);
+        if (last)
             break;
-        case u'<':
-            out += u"&lt;";
-            break;
-        case u'>':
-            out += u"&gt;";
-            break;
-        case u'\r':
-            break;
-        case u'\n':
-            out += u"<br>\r\n";
-            break;
-        default:
-            out.push_back(c);
-        }
+        out += u"<br>\r\n";
+        start = end + 1;
     }
     return out;
 }
@@ -202,7 +198,7 @@ HResult HtmlBody(const MsgMessage& m, Value& out) {
         return kS_OK;
     }
     // Without an HTML body the host converts the text body.
-    out = u"<html><body>" + EscapeText(ReadText(props, Tag(0x1000001F))) + u"</body></html>";
+    out = u"<html><body>" + TextAsHtml(ReadText(props, Tag(0x1000001F))) + u"</body></html>";
     return kS_OK;
 }
 

@@ -59,6 +59,12 @@ TEST(EscapeHtml, EqualsTheFourReplacementsDoneInTurn) {
     }
 }
 
+TEST(EscapeMarkup, EscapesAmpersandFirstAndLeavesLayoutAlone) {
+    // "&" must not be escaped again after the others: "&lt;" in the input stays visible text.
+    EXPECT_EQ(EscapeMarkup(u"a&lt;b <\"c\"> \r\n\t"), u"a&amp;lt;b &lt;&quot;c&quot;&gt; \r\n\t");
+    EXPECT_EQ(EscapeMarkup(u"\u65E5\u00A0'"), u"\u65E5\u00A0'");
+}
+
 TEST(TextToHtml, DecodesTheCodePageThenEscapes) {
     EXPECT_EQ(TextToHtml("caf\xE9 <b>\n\x80", 1252), u"caf\u00E9&nbsp;&lt;b&gt;<br>\u20AC");
     EXPECT_EQ(TextToHtml("\x93\xFA\x96\x7B 1", 932), u"\u65E5\u672C&nbsp;1");
