@@ -84,52 +84,34 @@ private:
     InstalledUi installed_;
 };
 
-TEST_F(ItemClips, SelectionStopsAtTheFirstUnsupportedItem) {
-    const Item first = StickyNote(u"first");
-    const Item second = Unsupported();
+// One note per item up to the first unsupported one; a single unsupported item still gives its
+// entry, an empty one.
+TEST_F(ItemClips, SelectionGivesOneNotePerItemUpToTheFirstUnsupportedOne) {
     const Item third = StickyNote(u"third");
+    const struct {
+        std::vector<Automation::ObjectPtr> items;
+        std::vector<std::u16string> titles;
+    } cases[] = {
+        {{StickyNote(u"a"), StickyNote(u"b"), StickyNote(u"c")}, {u"a", u"b", u"c"}},
+        {{StickyNote(u"first"), Unsupported(), third}, {u"first"}},
+        {{Unsupported(), StickyNote(u"b")}, {}},
+        {{StickyNote(u"only")}, {u"only"}},
+        {{Unsupported()}, {u"<null>"}},
+        {{}, {}},
+    };
     LogWatch log;
-    SelectionClipAction action(Selection({first, second, third}), &SendRecorder::Send);
-
-    const Notes::NoteList notes = action.GetNotes();
-
-    ASSERT_EQ(notes.size(), 1u);
-    ASSERT_NE(notes[0], nullptr);
-    EXPECT_EQ(notes[0]->GetTitle(), u"first");
+    for (const auto& c : cases) {
+        auto selection = MakeCollection(c.items);
+        std::vector<std::u16string> titles;
+        for (const auto& note : SelectionClipAction(selection).GetNotes())
+            titles.push_back(note ? note->GetTitle() : u"<null>");
+        EXPECT_EQ(titles, c.titles) << c.items.size() << " items";
+        if (c.items.empty()) {
+            EXPECT_THAT(selection->calls, IsEmpty()) << "no item is asked for";
+        }
+    }
     EXPECT_FALSE(WasWrapped(*third)) << "items after the first unsupported one are not looked at";
     EXPECT_TRUE(Contains(log.Lines("Debug"), "Debug: SelectionClipAction::GetNotes() count: 3"));
-}
-
-TEST_F(ItemClips, SelectionOfSeveralSupportedItemsGivesOneNotePerItemInOrder) {
-    SelectionClipAction action(Selection({StickyNote(u"a"), StickyNote(u"b"), StickyNote(u"c")}));
-    const Notes::NoteList notes = action.GetNotes();
-    std::vector<std::u16string> titles;
-    for (const auto& note : notes)
-        titles.push_back(note ? note->GetTitle() : u"<null>");
-    EXPECT_THAT(titles, ElementsAre(u"a", u"b", u"c"));
-
-    // An unsupported first item ends the list before it starts.
-    SelectionClipAction leading(Selection({Unsupported(), StickyNote(u"b")}));
-    EXPECT_THAT(leading.GetNotes(), IsEmpty());
-}
-
-TEST_F(ItemClips, SelectionOfNoneOrOneItem) {
-    auto empty = MakeCollection({});
-    SelectionClipAction none(empty);
-    EXPECT_THAT(none.GetNotes(), IsEmpty());
-    EXPECT_THAT(empty->calls, IsEmpty()) << "no item is asked for";
-
-    SelectionClipAction one(Selection({StickyNote(u"only")}));
-    const Notes::NoteList single = one.GetNotes();
-    ASSERT_EQ(single.size(), 1u);
-    ASSERT_NE(single[0], nullptr);
-    EXPECT_EQ(single[0]->GetTitle(), u"only");
-
-    // One unsupported item still gives its entry, an empty one.
-    SelectionClipAction unsupported(Selection({Unsupported()}));
-    const Notes::NoteList nothing = unsupported.GetNotes();
-    ASSERT_EQ(nothing.size(), 1u);
-    EXPECT_EQ(nothing[0], nullptr);
 }
 
 TEST_F(ItemClips, FailingSelectionCallsAreRaised) {

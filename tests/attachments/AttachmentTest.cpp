@@ -49,18 +49,15 @@ TEST(Attachment, IdIsTheContentIdThenTheFileNameThenTheRenderingPosition) {
     EXPECT_EQ(attachment.GetID(), u"image001.png@01CB");
 }
 
-TEST(Attachment, FileNamePrefersTheLongName) {
-    auto prop = std::make_shared<FakeMapiProp>();
-    prop->Set(Mapi::kPR_ATTACH_FILENAME, std::u16string(u"QUARTE~1.PDF"));
-    Attachment attachment(prop);
-    EXPECT_EQ(attachment.GetFileName(), u"QUARTE~1.PDF");
-    prop->Set(Mapi::kPR_ATTACH_LONG_FILENAME, std::u16string(u"Quarterly report.pdf"));
-    EXPECT_EQ(attachment.GetFileName(), u"Quarterly report.pdf");
-}
-
+// The file name prefers the long name.
 TEST(Attachment, PropertiesAndTheirDefaults) {
     auto prop = std::make_shared<FakeMapiProp>();
     Attachment attachment(prop);
+    EXPECT_EQ(attachment.GetFileName(), u"");
+    prop->Set(Mapi::kPR_ATTACH_FILENAME, std::u16string(u"QUARTE~1.PDF"));
+    EXPECT_EQ(attachment.GetFileName(), u"QUARTE~1.PDF");
+    prop->Set(Mapi::kPR_ATTACH_LONG_FILENAME, std::u16string(u"Quarterly report.pdf"));
+    EXPECT_EQ(attachment.GetFileName(), u"Quarterly report.pdf");
     EXPECT_EQ(attachment.GetRenderPosition(), -1);
     EXPECT_FALSE(attachment.IsHidden());
     EXPECT_EQ(attachment.GetCid(), u"");

@@ -32,19 +32,10 @@ std::u16string ReplaceAll(std::u16string text, std::u16string_view from, std::u1
 
 // ---- EscapeHtml, TextToHtml ---------------------------------------------------------------------
 
-TEST(EscapeHtml, EscapesAngleBracketsLineFeedsAndBlanks) {
-    EXPECT_EQ(EscapeHtml(u"a < b\nc"), u"a&nbsp;&lt;&nbsp;b<br>c");
-    EXPECT_EQ(EscapeHtml(u"<br>"), u"&lt;br&gt;");
-    EXPECT_EQ(EscapeHtml(u""), u"");
-}
-
-TEST(EscapeHtml, LeavesAmpersandsQuotesTabsAndCarriageReturnsAlone) {
-    EXPECT_EQ(EscapeHtml(u"&amp;\"'\t\u00E9"), u"&amp;\"'\t\u00E9");
-    EXPECT_EQ(EscapeHtml(u"one\r\ntwo"), u"one\r<br>two");
-}
-
+// Ampersands, quotes, tabs and carriage returns stay as they are.
 TEST(EscapeHtml, EqualsTheFourReplacementsDoneInTurn) {
-    const std::u16string alphabet = u"<> \n\r&ab\u00A0\u65E5";
+    EXPECT_EQ(EscapeHtml(u"a < b\r\nc"), u"a&nbsp;&lt;&nbsp;b\r<br>c");
+    const std::u16string alphabet = u"<> \n\r&\"'\tab\u00A0\u65E5";
     std::mt19937 random(7);
     std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
     for (int round = 0; round < 200; ++round) {

@@ -40,41 +40,31 @@ TEST(ClipboardFormats, HandleBasedFormatsAreExcluded) {
         EXPECT_FALSE(IsExcludedClipboardFormat(format)) << format;
 }
 
-TEST(HtmlFormatData, HeaderAndTrailerAreCutAway) {
-    const std::string data = kHeader +
-                             "<html><body><!--StartFragment--><b>x</b><!--EndFragment--></body></html>" +
-                             "\r\n<!-- trailer -->" + std::string(1, '\0') + "<html>garbage</html>";
-    EXPECT_EQ(HtmlFromHtmlFormat(data),
-              u"<html><body><!--StartFragment--><b>x</b><!--EndFragment--></body></html>");
-}
-
-TEST(HtmlFormatData, WithoutBothTagsTheWholeDecodedTextIsTaken) {
-    const std::string noClose = kHeader + "<html><body>selected";
-    EXPECT_EQ(HtmlFromHtmlFormat(noClose + std::string(1, '\0')), FromUtf8(noClose));
-    const std::string noOpen = kHeader + "<body>selected</body></html>";
-    EXPECT_EQ(HtmlFromHtmlFormat(noOpen), FromUtf8(noOpen));
-    // The search is case-sensitive.
-    const std::string upper = kHeader + "<HTML><BODY>x</BODY></HTML>";
-    EXPECT_EQ(HtmlFromHtmlFormat(upper), FromUtf8(upper));
-    // A closing tag behind the terminating zero is not seen.
-    const std::string cut = kHeader + "<html>a";
-    EXPECT_EQ(HtmlFromHtmlFormat(cut + std::string(1, '\0') + "</html>"), FromUtf8(cut));
-}
-
-TEST(HtmlFormatData, FirstOpeningAndFirstClosingTagBoundTheResult) {
-    const std::string data = kHeader + "<html>one</html><html>two</html>";
-    EXPECT_EQ(HtmlFromHtmlFormat(data), u"<html>one</html>");
-    // The opening tag may carry attributes.
-    EXPECT_EQ(HtmlFromHtmlFormat("x<html lang=en>a</html>y"), u"<html lang=en>a</html>");
-    // A closing tag ahead of every opening one leaves nothing between them.
-    EXPECT_EQ(HtmlFromHtmlFormat("</html><html>"), u"");
-}
-
-TEST(HtmlFormatData, BytesAreUtf8) {
-    const std::string data = "<html>\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80</html>";
-    EXPECT_EQ(HtmlFromHtmlFormat(data), u"<html>\u00E9 \u20AC \U0001F600</html>");
-    EXPECT_EQ(HtmlFromHtmlFormat(""), u"");
-    EXPECT_EQ(HtmlFromHtmlFormat(std::string(4, '\0')), u"");
+// The decoded bytes up to the terminating zero, from the first "<html" to the first "</html>"
+// (both case-sensitive); without both, the whole text.
+TEST(HtmlFormatData, TheFirstHtmlElementBeforeTheZeroIsTaken) {
+    const std::string fragment = "<html><body><!--StartFragment--><b>x</b><!--EndFragment--></body></html>";
+    const std::string noClose = kHeader + "<html><body>selected", noOpen = kHeader + "<body>x</body></html>",
+                      upper = kHeader + "<HTML><BODY>x</BODY></HTML>", cut = kHeader + "<html>a";
+    const std::string zero(1, '\0');
+    const struct {
+        std::string data;
+        std::u16string expected;
+    } cases[] = {
+        {kHeader + fragment + "\r\n<!-- trailer -->" + zero + "<html>garbage</html>", FromUtf8(fragment)},
+        {noClose + zero, FromUtf8(noClose)},
+        {noOpen, FromUtf8(noOpen)},
+        {upper, FromUtf8(upper)},
+        {cut + zero + "</html>", FromUtf8(cut)}, // a closing tag behind the zero is not seen
+        {kHeader + "<html>one</html><html>two</html>", u"<html>one</html>"},
+        {"x<html lang=en>a</html>y", u"<html lang=en>a</html>"},
+        {"</html><html>", u""}, // a closing tag ahead of every opening one
+        {"<html>\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80</html>", u"<html>\u00E9 \u20AC \U0001F600</html>"},
+        {"", u""},
+        {std::string(4, '\0'), u""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(ToUtf8(HtmlFromHtmlFormat(c.data)), ToUtf8(c.expected)) << c.data;
 }
 
 TEST(PlainTextFallback, BlanksLineFeedsAndAngleBracketsAreEscaped) {

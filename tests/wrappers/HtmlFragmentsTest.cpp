@@ -72,24 +72,17 @@ TEST(HtmlFragments, InlineImageRefersToTheAttachmentIdOrIsABlank) {
 }
 
 TEST(HtmlFragments, Vocabularies) {
-    EXPECT_EQ(ImportanceText(0), u"Low");
-    EXPECT_EQ(ImportanceText(1), u"Normal");
-    EXPECT_EQ(ImportanceText(2), u"High");
-    EXPECT_EQ(ImportanceText(3), u"");
-    EXPECT_EQ(ImportanceText(-1), u"");
-
-    EXPECT_EQ(BusyStatusText(0), u"Free");
-    EXPECT_EQ(BusyStatusText(1), u"Tentative");
-    EXPECT_EQ(BusyStatusText(2), u"Busy");
-    EXPECT_EQ(BusyStatusText(3), u"OutOfOffice");
-    EXPECT_EQ(BusyStatusText(4), u"");
-
-    EXPECT_EQ(TaskStatusText(0), u"Not Started");
-    EXPECT_EQ(TaskStatusText(1), u"In Progress");
-    EXPECT_EQ(TaskStatusText(2), u"Complete");
-    EXPECT_EQ(TaskStatusText(3), u"Waiting on someone else");
-    EXPECT_EQ(TaskStatusText(4), u"Deferred");
-    EXPECT_EQ(TaskStatusText(5), u"");
+    const auto check = [](auto text, std::initializer_list<const char16_t*> words) {
+        int value = -1;
+        EXPECT_EQ(text(value), u"");
+        for (const char16_t* word : words)
+            EXPECT_EQ(text(++value), word) << value;
+        EXPECT_EQ(text(++value), u"") << value;
+    };
+    check(ImportanceText, {u"Low", u"Normal", u"High"});
+    check(BusyStatusText, {u"Free", u"Tentative", u"Busy", u"OutOfOffice"});
+    check(TaskStatusText,
+          {u"Not Started", u"In Progress", u"Complete", u"Waiting on someone else", u"Deferred"});
 }
 
 TEST(HtmlFragments, DurationsKeepTheDoubleBlankAndPercentagesTheirSign) {

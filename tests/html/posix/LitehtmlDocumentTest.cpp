@@ -116,7 +116,8 @@ TEST(LitehtmlDocument, CascadesStyleSheetsInlineStylesAndInheritance) {
              "#main .note { font-style: italic }\n"
              "p { color: green; margin-top: 3px; border-top: 2px dotted }\n"
              "</style></head><body>"
-             "<div id=main><p class=note style=\"padding-left:4px; color: Purple\">a<span>b</span></p>"
+             "<div id=main><p class=note style=\"padding-left:4px; color: Purple; text-align: right\">"
+             "a<span>b</span></p>"
              "<p class=\"note weak\">c<em>d</em></p></div></body></html>");
     const auto ps = Elements(*doc, u"P");
     ASSERT_EQ(ps.size(), 2u);
@@ -126,6 +127,7 @@ TEST(LitehtmlDocument, CascadesStyleSheetsInlineStylesAndInheritance) {
     EXPECT_EQ(Css(*doc, first, CssProperty::FontFamily), "Arial");
     EXPECT_EQ(Css(*doc, first, CssProperty::FontStyle), "italic"); // id and class with a descendant
     EXPECT_EQ(Css(*doc, first, CssProperty::PaddingLeft), "4px");
+    EXPECT_EQ(Css(*doc, first, CssProperty::Padding), "0px 0px 0px 4px");
     EXPECT_EQ(Css(*doc, first, CssProperty::MarginTop), "3px");
     EXPECT_EQ(Css(*doc, first, CssProperty::BorderTopStyle), "dotted");
     EXPECT_EQ(Css(*doc, first, CssProperty::BorderTopWidth), "2px");
@@ -138,6 +140,7 @@ TEST(LitehtmlDocument, CascadesStyleSheetsInlineStylesAndInheritance) {
     EXPECT_EQ(Css(*doc, span, CssProperty::Color), "purple");
     EXPECT_EQ(Css(*doc, span, CssProperty::FontFamily), "Arial");
     EXPECT_EQ(Css(*doc, span, CssProperty::FontStyle), "italic");
+    EXPECT_EQ(Css(*doc, span, CssProperty::TextAlign), "right");
     EXPECT_EQ(Css(*doc, span, CssProperty::MarginTop), "0px");
     EXPECT_EQ(Css(*doc, span, CssProperty::PaddingLeft), "0px");
     EXPECT_EQ(Css(*doc, span, CssProperty::BorderTopStyle), "none");

@@ -103,58 +103,6 @@ TEST(Pipeline, WritesBreaksPicturesAndFormsByTheirRules) {
              "\" >f<BR /></FORM>"));
 }
 
-TEST(Pipeline, StylesComeFromStyleSheetsInlineStylesAndInheritance) {
-    const std::string html =
-        "<html><head><style>\n"
-        ".note { color: #FF0000; font-family: Arial; margin-top: 3px }\n"
-        "</style></head><body><div class=note style=\"padding-left:4px; text-align: right\">"
-        "a<span>b</span></div></body></html>";
-    const std::string red = "#ff0000";
-    const std::string div = With(kSpan, {{"border-bottom-color", red},
-                                         {"border-left-color", red},
-                                         {"border-right-color", red},
-                                         {"border-top-color", red},
-                                         {"color", red},
-                                         {"display", "block"},
-                                         {"font-family", "Arial"},
-                                         {"margin", "3px 0px 0px 0px"},
-                                         {"margin-top", "3px"},
-                                         {"padding", "0px 0px 0px 4px"},
-                                         {"padding-left", "4px"},
-                                         {"text-align", "right"}});
-    // The span inherits colour, font and alignment, but not margins or padding.
-    const std::string span = With(kSpan, {{"border-bottom-color", red},
-                                          {"border-left-color", red},
-                                          {"border-right-color", red},
-                                          {"border-top-color", red},
-                                          {"color", red},
-                                          {"font-family", "Arial"},
-                                          {"text-align", "right"}});
-    EXPECT_EQ(Serialize(html),
-              Body("<DIV style=\"" + div + "\" class=\"note\">a<SPAN style=\"" + span + "\">b</SPAN></DIV>"));
-}
-
-TEST(Pipeline, BodyLosesItsBorderAndOverflowDeclarations) {
-    const std::string style = "border: 2px solid red; overflow: hidden";
-    const std::string div = With(kSpan, {{"border-bottom-color", "red"},
-                                         {"border-bottom-style", "solid"},
-                                         {"border-bottom-width", "2px"},
-                                         {"border-left-color", "red"},
-                                         {"border-left-style", "solid"},
-                                         {"border-left-width", "2px"},
-                                         {"border-right-color", "red"},
-                                         {"border-right-style", "solid"},
-                                         {"border-right-width", "2px"},
-                                         {"border-top-color", "red"},
-                                         {"border-top-style", "solid"},
-                                         {"border-top-width", "2px"},
-                                         {"border-width", "2px"},
-                                         {"display", "block"},
-                                         {"overflow", "hidden"}});
-    EXPECT_EQ(Serialize("<body style='" + style + "'><div style='" + style + "'>x</div></body>"),
-              Body("<DIV style=\"" + div + "\">x</DIV>"));
-}
-
 TEST(Pipeline, FontSizesGoThroughTheTable) {
     const std::string html =
         "<body><font size=3>a</font><font size=5><span>b</span></font>"
