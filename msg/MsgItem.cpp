@@ -10,7 +10,9 @@
 #include "core/Log.h"
 #include "core/Utf.h"
 #include "core/Utils.h"
+#include "msg/CompressedRtf.h"
 #include "msg/MsgReader.h"
+#include "msg/TextBody.h"
 
 namespace Tessarix::Msg {
 namespace {
@@ -186,19 +188,44 @@ std::u16string TextAsHtml(std::u16string_view text) {
     return out;
 }
 
-HResult HtmlBody(const MsgMessage& m, Value& out) {
+// The HTML body as stored: PR_HTML in the body's code page, else PR_BODY_HTML as text.
+std::optional<std::u16string> StoredHtml(const MsgMessage& m) {
     const MsgProps& props = *m.Props();
     if (const auto html = props.Binary(Mapi::kPR_HTML)) {
         const std::uint32_t cpid = props.Long(Mapi::kPR_INTERNET_CPID).value_or(m.CodePage());
-        out = DecodeString8(*html, CodePage::IsSupported(cpid) ? cpid : m.CodePage());
-        return kS_OK;
+        return DecodeString8(*html, CodePage::IsSupported(cpid) ? cpid : m.CodePage());
     }
-    if (const auto text = props.String(MakeTag(0x1013, kPT_UNICODE))) {
-        out = *text;
+    return props.String(MakeTag(0x1013, kPT_UNICODE));
+}
+
+HResult HtmlBody(const MsgMessage& m, Value& out) {
+    if (auto html = StoredHtml(m)) {
+        out = std::move(*html);
         return kS_OK;
     }
     // Without an HTML body the host converts the text body.
-    out = u"<html><body>" + TextAsHtml(ReadText(props, Tag(0x1000001F))) + u"</body></html>";
+    out = u"<html><body>" + TextAsHtml(ReadText(*m.Props(), Tag(0x1000001F))) + u"</body></html>";
+    return kS_OK;
+}
+
+// PR_BODY, else the text the host derives from the HTML body, else from the RTF body.
+HResult TextBody(const MsgMessage& m, Value& out) {
+    const MsgProps& props = *m.Props();
+    if (const auto text = props.String(0x1000001F)) {
+        out = *text;
+        return kS_OK;
+    }
+    out = std::u16string();
+    if (const auto html = StoredHtml(m)) {
+        out = HtmlToText(*html);
+    } else if (const auto compressed = props.Binary(Mapi::kPR_RTF_COMPRESSED)) {
+        try {
+            out = RtfToText(Rtf::Decompress(*compressed));
+        } catch (const Rtf::CompressedRtfError& e) {
+            Log().Warning(detail::LogLiteral(props.FileName() + u": no text body, its RTF body is broken (" +
+                                             FromUtf8(e.what()) + u")"));
+        }
+    }
     return kS_OK;
 }
 
@@ -435,7 +462,7 @@ const std::map<std::u16string_view, Getter>& Names() {
         // Every item.
         n[u"MessageClass"] = Text(Tag(0x001A001F));
         n[u"Subject"] = Text(Tag(0x0037001F));
-        n[u"Body"] = Text(Tag(0x1000001F));
+        n[u"Body"] = TextBody;
         n[u"HTMLBody"] = HtmlBody;
         n[u"Importance"] = Long(Tag(0x00170003), 1);
         n[u"Categories"] = Texts(Named(kPS_PUBLIC_STRINGS, u"Keywords"), u", ");

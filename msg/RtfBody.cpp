@@ -73,7 +73,9 @@ public:
                 token.word = rtf_.substr(start, pos_ - start);
                 ReadParameter(token);
                 if (pos_ < rtf_.size() && rtf_[pos_] == ' ')
-                    ++pos_; // the delimiter
+                    ++pos_;                                 // the delimiter
+                if (token.word == "bin" && token.param > 0) // raw bytes, which may hold braces
+                    pos_ += std::min<std::size_t>(static_cast<std::size_t>(token.param), rtf_.size() - pos_);
                 return token;
             }
             ++pos_;
@@ -199,8 +201,19 @@ struct GroupState {
     std::int32_t uc = 1;    // characters that stand in for each \uN
 };
 
+// Table and page structure, which only a document that is not encapsulated carries as text.
+std::u16string_view TextOfDocumentWord(std::string_view word) {
+    if (word == "cell" || word == "nestcell")
+        return u"\t";
+    if (word == "row" || word == "nestrow" || word == "page" || word == "sect")
+        return u"\r\n";
+    return {};
+}
+
 class DeEncapsulator {
 public:
+    explicit DeEncapsulator(bool document) : document_(document) {}
+
     std::u16string Run(std::string_view rtf) {
         Tokenizer tokens(rtf);
         bool groupStart = false; // the previous token opened a group
@@ -334,6 +347,15 @@ private:
         } else if (const auto text = TextOfWord(w); !text.empty() && Emitting()) {
             Flush();
             out_.append(text);
+        } else if (const auto structure = document_ ? TextOfDocumentWord(w) : std::u16string_view();
+                   !structure.empty() && Emitting()) {
+            Flush();
+            // Every cell ends in \cell: the row's last one ends the line, not a column.
+            const bool rowEnd = structure != u"\t";
+            if (rowEnd && lastCellTab_ != std::u16string::npos && lastCellTab_ + 1 == out_.size())
+                out_.pop_back();
+            out_.append(structure);
+            lastCellTab_ = rowEnd ? std::u16string::npos : out_.size() - 1;
         }
     }
 
@@ -400,6 +422,8 @@ private:
     std::map<std::int32_t, std::uint32_t> fontCodePages_;
     std::map<std::int32_t, bool> fontHasCpg_;
     std::int32_t skipChars_ = 0;
+    const bool document_;                            // plain RTF: table and page words are text
+    std::size_t lastCellTab_ = std::u16string::npos; // where the last \cell's TAB went
 };
 
 // Text in `codePage`, with what it cannot hold as numeric character references (HTML) or '?'.
@@ -456,7 +480,11 @@ Encapsulation Detect(std::string_view rtf) {
 }
 
 std::u16string DeEncapsulate(std::string_view rtf) {
-    return DeEncapsulator().Run(rtf);
+    return DeEncapsulator(false).Run(rtf);
+}
+
+std::u16string ToText(std::string_view rtf) {
+    return DeEncapsulator(true).Run(rtf);
 }
 
 NativeBody ExtractNativeBody(std::string_view rtf, std::uint32_t codePage) {

@@ -19,6 +19,10 @@ Encapsulation Detect(std::string_view rtf);
 // can be read is returned.
 std::u16string DeEncapsulate(std::string_view rtf);
 
+// The text of an RTF document that does not encapsulate HTML: as DeEncapsulate reads it, with
+// table cells separated by TAB and rows, page and section breaks as CR LF.
+std::u16string ToText(std::string_view rtf);
+
 struct NativeBody {
     std::uint32_t type = 0; // Mapi::kNativeBody*: 1 RTF, 2 HTML, 4 plain text
     std::string bytes;      // HTML and text in the requested code page; RTF as it is

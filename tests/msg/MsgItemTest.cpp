@@ -9,6 +9,7 @@
 #include "MsgFixtures.h"
 #include "attachments/Attachment.h"
 #include "core/Utf.h"
+#include "msg/CompressedRtf.h"
 #include "msg/MsgItem.h"
 
 namespace Tessarix::Msg {
@@ -109,6 +110,26 @@ TEST(MsgItem, UnsentMailAndHtmlBody) {
     const auto item = Item(message);
     EXPECT_FALSE(GetBool(*item, u"Sent"));
     EXPECT_EQ(GetString(*item, u"HTMLBody"), u"<p>caf\u00E9</p>") << "in PR_INTERNET_CPID 1252";
+}
+
+TEST(MsgItem, BodyWithoutPrBodyIsDerivedFromTheHtmlElseTheRtf) {
+    const auto body = [](std::optional<std::u16string> text, std::optional<std::string> html,
+                         std::optional<std::string> rtf) {
+        MessageData message = Mail(u"Body");
+        if (text)
+            message.props.Set(0x1000001F, Value::Unicode(*text));
+        if (html)
+            message.props.Set(Mapi::kPR_HTML, Value::Binary(*html));
+        if (rtf)
+            message.props.Set(Mapi::kPR_RTF_COMPRESSED, Value::Binary(*rtf));
+        return GetString(*Item(message), u"Body");
+    };
+    const std::string rtf = Rtf::Compress("{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0 one\\par two}");
+    EXPECT_EQ(body(std::nullopt, "<p>from <b>html</b></p>", rtf), u"from html");
+    EXPECT_EQ(body(std::nullopt, std::nullopt, rtf), u"one\r\ntwo");
+    EXPECT_EQ(body(u"stored", "<p>html</p>", rtf), u"stored");
+    // A broken RTF body gives no text (and a warning), never a failure.
+    EXPECT_EQ(body(std::nullopt, std::nullopt, "not compressed RTF at all"), u"");
 }
 
 TEST(MsgItem, ClassesPickTheirInterfaces) {
