@@ -10,7 +10,6 @@
 #include <map>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "core/Utf.h"
 
@@ -63,22 +62,21 @@ inline AddinModule& Dll() {
 // The log lines the DLL writes from now on (across a rotation, too).
 class LogCapture {
 public:
-    LogCapture() {
-        for (const auto& [name, size] : Sizes())
-            sizes_[name] = size;
-    }
+    LogCapture() : sizes_(Sizes()) {}
 
     std::string Text() const {
         std::string text;
-        for (const auto& [name, size] : Sizes()) {
-            const auto before = sizes_.find(name);
-            const std::uintmax_t from = before == sizes_.end() ? 0 : before->second;
-            text += Read(name, from);
+        for (const auto& [key, size] : Sizes()) {
+            const auto before = sizes_.find(key);
+            text += Read(key.second, before == sizes_.end() ? 0 : before->second);
         }
         return text;
     }
 
 private:
+    // Keyed in write order within a day: the date, then the index ("_1", "_2", ... ".txt").
+    using SizeMap = std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t>;
+
     static std::wstring Folder() {
         PWSTR base = nullptr;
         if (FAILED(::SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &base)))
@@ -88,9 +86,8 @@ private:
         return folder;
     }
 
-    // Name order is write order within a day: the date, then the index ("_1", "_2", ... ".txt").
-    static std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> SizesByOrder() {
-        std::map<std::pair<std::size_t, std::wstring>, std::uintmax_t> sizes;
+    static SizeMap Sizes() {
+        SizeMap sizes;
         WIN32_FIND_DATAW data;
         HANDLE find = ::FindFirstFileW((Folder() + L"OLClipper_*.txt").c_str(), &data);
         if (find == INVALID_HANDLE_VALUE)
@@ -101,13 +98,6 @@ private:
         } while (::FindNextFileW(find, &data));
         ::FindClose(find);
         return sizes;
-    }
-
-    static std::vector<std::pair<std::wstring, std::uintmax_t>> Sizes() {
-        std::vector<std::pair<std::wstring, std::uintmax_t>> list;
-        for (const auto& [key, size] : SizesByOrder())
-            list.emplace_back(key.second, size);
-        return list;
     }
 
     static std::string Read(const std::wstring& name, std::uintmax_t from) {
@@ -127,11 +117,7 @@ private:
         return bytes;
     }
 
-    std::map<std::wstring, std::uintmax_t> sizes_;
+    SizeMap sizes_;
 };
-
-inline std::size_t Find(const std::string& text, const char* needle) {
-    return text.find(needle);
-}
 
 } // namespace Tessarix::Addin::Testing

@@ -10,14 +10,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "AddinModule.h"
@@ -80,10 +77,6 @@ struct ReceivedDocument {
     std::vector<ReceivedNote> notes;
 };
 
-std::u16string Text(const wchar_t* text, UINT length) {
-    return FromWide(text, length);
-}
-
 // Parses the bytes with the platform's XML reader (XmlLite); a malformed or truncated document
 // fails the test.
 ReceivedDocument Parse(const std::string& bytes) {
@@ -118,11 +111,11 @@ ReceivedDocument Parse(const std::string& bytes) {
         switch (type) {
         case XmlNodeType_DocumentType:
             reader->GetLocalName(&name, &length);
-            document.doctype = Text(name, length);
+            document.doctype = FromWide(name, length);
             break;
         case XmlNodeType_Element: {
             reader->GetLocalName(&name, &length);
-            const std::u16string element = Text(name, length);
+            const std::u16string element = FromWide(name, length);
             if (path.empty())
                 document.root = element;
             else if (path.size() == 1 && element == u"note")
@@ -148,7 +141,7 @@ ReceivedDocument Parse(const std::string& bytes) {
                                         : path[2] == u"created" ? &note.created
                                                                 : nullptr;
                 if (field)
-                    *field += Text(name, length);
+                    *field += FromWide(name, length);
             }
             break;
         }
@@ -197,29 +190,21 @@ void ExpectNotes(const Delivery& delivery, const std::vector<const Sticky*>& exp
 // ---------------------------------------------------------------------------------------------
 // Message boxes
 
-// Closes every dialog box this process shows (a clip that fails shows one and would wait for a
+// Closes every dialog box this thread shows (a clip that fails shows one and would wait for a
 // click) and keeps its caption and texts, so that a failure is reported instead of hanging.
 class BoxWatcher {
 public:
-    BoxWatcher() {
-        thread_ = std::thread([this] {
-            while (!stop_) {
-                ::EnumWindows(&BoxWatcher::Visit, reinterpret_cast<LPARAM>(this));
-                ::Sleep(20);
-            }
-        });
+    BoxWatcher() : hook_(::SetWindowsHookExW(WH_CBT, &BoxWatcher::Hook, nullptr, ::GetCurrentThreadId())) {
+        watcher_ = this;
     }
     ~BoxWatcher() {
-        stop_ = true;
-        thread_.join();
+        ::UnhookWindowsHookEx(hook_);
+        watcher_ = nullptr;
     }
     BoxWatcher(const BoxWatcher&) = delete;
     BoxWatcher& operator=(const BoxWatcher&) = delete;
 
-    std::vector<std::string> Boxes() {
-        std::lock_guard guard(lock_);
-        return boxes_;
-    }
+    std::vector<std::string> boxes;
 
 private:
     static std::string WindowText(HWND window) {
@@ -228,39 +213,30 @@ private:
         return ToUtf8(FromWide(text, static_cast<std::size_t>(length)));
     }
 
-    static BOOL CALLBACK Visit(HWND window, LPARAM self) {
-        DWORD process = 0;
-        ::GetWindowThreadProcessId(window, &process);
-        wchar_t type[32] = {};
-        ::GetClassNameW(window, type, 32);
-        if (process != ::GetCurrentProcessId() || std::wstring(type) != L"#32770" ||
-            !::IsWindowVisible(window))
-            return TRUE;
-        auto* watcher = reinterpret_cast<BoxWatcher*>(self);
-        std::lock_guard guard(watcher->lock_);
-        if (!watcher->closed_.insert(window).second)
-            return TRUE;
-        std::string box = WindowText(window) + ":";
-        ::EnumChildWindows(
-            window,
-            [](HWND child, LPARAM text) {
-                wchar_t childType[32] = {};
-                ::GetClassNameW(child, childType, 32);
-                if (_wcsicmp(childType, L"Static") == 0)
-                    *reinterpret_cast<std::string*>(text) += " " + WindowText(child);
-                return TRUE;
-            },
-            reinterpret_cast<LPARAM>(&box));
-        watcher->boxes_.push_back(box);
-        ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
-        return TRUE;
+    static bool IsA(HWND window, const wchar_t* type) {
+        wchar_t name[32] = {};
+        ::GetClassNameW(window, name, 32);
+        return _wcsicmp(name, type) == 0;
     }
 
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
-    std::mutex lock_;
+    // A box is complete, texts and all, when it is first activated.
+    static LRESULT CALLBACK Hook(int code, WPARAM wParam, LPARAM lParam) {
+        const HWND window = reinterpret_cast<HWND>(wParam);
+        if (code == HCBT_ACTIVATE && IsA(window, L"#32770") && watcher_->closed_.insert(window).second) {
+            std::string box = WindowText(window) + ":";
+            for (HWND child = ::GetWindow(window, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {
+                if (IsA(child, L"Static"))
+                    box += " " + WindowText(child);
+            }
+            watcher_->boxes.push_back(box);
+            ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+        }
+        return ::CallNextHookEx(nullptr, code, wParam, lParam);
+    }
+
+    static inline BoxWatcher* watcher_ = nullptr;
     std::set<HWND> closed_;
-    std::vector<std::string> boxes_;
+    HHOOK hook_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -274,6 +250,7 @@ public:
     void Watch(const std::string& name, FakeBar& bar) {
         Watch(name + ".bar", bar.bar);
         Watch(name + ".controls", bar.controls);
+        bars_.push_back({name, &bar});
     }
     void Watch(const std::string& name, FakeCommandBars& bars) {
         Watch(name, bars.bars);
@@ -282,7 +259,6 @@ public:
         Watch(name + ".tools", bars.tools);
         Watch(name + ".context", bars.context);
         Watch(name + ".toolsPopup", bars.toolsPopup);
-        bars_.push_back({name, &bars});
     }
     void Watch(const std::string& name, FakeExplorer& explorer) {
         Watch(name, explorer.explorer);
@@ -299,13 +275,11 @@ public:
     void ExpectAllReleased() const {
         for (const Entry& entry : watched_)
             EXPECT_EQ(entry.object->refs, entry.refs) << entry.name;
-        for (const auto& [name, bars] : bars_) {
-            for (FakeBar* bar : {&bars->standard, &bars->menu, &bars->tools, &bars->context}) {
-                for (const auto& button : bar->buttons) {
-                    EXPECT_EQ(button->refs, 1) << name;
-                    EXPECT_EQ(button->Calls(L"Delete"), 1) << name;
-                    EXPECT_EQ(button->Sinks(Testing::kIID_CommandBarButtonEvents), 0u) << name;
-                }
+        for (const auto& [name, bar] : bars_) {
+            for (const auto& button : bar->buttons) {
+                EXPECT_EQ(button->refs, 1) << name;
+                EXPECT_EQ(button->Calls(L"Delete"), 1) << name;
+                EXPECT_EQ(button->Sinks(Testing::kIID_CommandBarButtonEvents), 0u) << name;
             }
         }
     }
@@ -317,7 +291,7 @@ private:
         LONG refs;
     };
     std::vector<Entry> watched_;
-    std::vector<std::pair<std::string, FakeCommandBars*>> bars_;
+    std::vector<std::pair<std::string, FakeBar*>> bars_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -369,6 +343,20 @@ protected:
         return fresh;
     }
 
+    // Exactly one document arrived since the last look, and it holds these notes.
+    void ExpectDelivered(const std::vector<const Sticky*>& expected, ULONG_PTR flag = 0) {
+        const std::vector<Delivery> documents = NewDeliveries();
+        ASSERT_EQ(documents.size(), 1u);
+        ExpectNotes(documents[0], expected, flag);
+    }
+
+    // No box was shown and nothing was logged as an error.
+    void ExpectNoFailures(const std::string& lines) {
+        EXPECT_TRUE(boxes_.boxes.empty()) << boxes_.boxes.front();
+        EXPECT_EQ(lines.find("Error: "), std::string::npos) << lines;
+        EXPECT_EQ(lines.find("Critical: "), std::string::npos) << lines;
+    }
+
     static void Select(FakeExplorer& explorer, std::vector<IDispatch*> items) {
         explorer.Select(std::move(items));
         explorer.explorer.Fire(Testing::kIID_ExplorerEvents_10, kSelectionChange);
@@ -403,7 +391,7 @@ private:
 // Outlook 2003: explorer toolbars and Tools menus, the explorer context menu, inspector toolbars
 
 TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextMenu) {
-    FakeExplorer inbox(0), notes(0);
+    FakeExplorer inbox, notes;
     FakeApplication outlook({&inbox, &notes}, L"11.0.0.8312");
     outlook.Activate(notes);
     auto draft = Testing::NewMail(L"Draft", false);
@@ -453,10 +441,7 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
 
     // The toolbar button clips the selection; the Tools-menu entry too, with SHIFT held at the click.
     Click(notes.commandBars.standard.Last());
-    std::vector<Delivery> documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&shopping_, &call_});
-
+    ExpectDelivered({&shopping_, &call_});
     INPUT shift{};
     shift.type = INPUT_KEYBOARD;
     shift.ki.wVk = VK_SHIFT;
@@ -464,22 +449,30 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     Click(notes.commandBars.tools.Last());
     shift.ki.dwFlags = KEYEVENTF_KEYUP;
     ASSERT_EQ(::SendInput(1, &shift, sizeof shift), 1u);
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&shopping_, &call_}, 1);
+    ExpectDelivered({&shopping_, &call_}, 1);
 
-    // The context menu of the active explorer: one supported item gives the entry, which clips it.
-    Select(notes, {D(*shopping_.item)});
-    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    // The active explorer's context menu is rebuilt at each update of the bars while it shows: the
+    // entry for several items, then for one, which clips it; none for a refused selection.
     FakeBar& contextMenu = notes.commandBars.context;
+    const auto update = [&] {
+        notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    };
+    update();
+    ASSERT_EQ(contextMenu.Shown(), 1u);
+    EXPECT_FALSE(contextMenu.Last().WasPut(L"TooltipText"));
+    Select(notes, {D(*shopping_.item)});
+    update();
     ASSERT_EQ(contextMenu.Shown(), 1u);
     EXPECT_TRUE(contextMenu.Last().WasPut(L"TooltipText"));
+    notes.commandBars.contextMenuShown = false; // an update of other bars leaves the entry alone
+    update();
+    notes.commandBars.contextMenuShown = true;
+    EXPECT_EQ(contextMenu.buttons.size(), 2u);
+    EXPECT_EQ(contextMenu.Shown(), 1u);
     Click(contextMenu.Last());
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&shopping_});
-    Select(notes, {D(*list_)}); // refused: the old entry goes, no new one
-    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    ExpectDelivered({&shopping_});
+    Select(notes, {D(*list_)});
+    update();
     EXPECT_EQ(contextMenu.Shown(), 0u);
 
     // Inspectors: a mail being composed is not tracked, a received one is.
@@ -498,9 +491,7 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     ASSERT_EQ(listWindow.commandBars.standard.Shown(), 1u);
     Click(callWindow.commandBars.standard.Last());
     Click(listWindow.commandBars.standard.Last());
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&call_});
+    ExpectDelivered({&call_});
 
     // Windows close one by one; the others keep their buttons.
     callWindow.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
@@ -520,29 +511,28 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     EXPECT_EQ(notes.commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 0u);
     EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
     refs.ExpectAllReleased();
-    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
-    const std::string lines = log.Text();
-    EXPECT_EQ(lines.find("Error: "), std::string::npos) << lines;
-    EXPECT_EQ(lines.find("Critical: "), std::string::npos) << lines;
+    ExpectNoFailures(log.Text());
 }
 
 // ---------------------------------------------------------------------------------------------
 // Outlook 2010: the ribbon everywhere and the item context menu
 
 TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
-    FakeExplorer mail(0), later(0), untracked(0);
+    FakeExplorer mail, later, untracked;
     FakeApplication outlook({&mail}, L"14.0.4760.1000");
     FakeInspector callWindow(D(*call_.item));
+    FakeObject other; // neither kind of window
     FakeCollection contextSelection;
     FakeBar contextMenu;
     FakeRibbonUI ribbon;
     FakeRibbonControl inExplorer(D(mail.explorer)), inLater(D(later.explorer)),
-        inUntracked(D(untracked.explorer)), inInspector(D(callWindow.inspector));
+        inUntracked(D(untracked.explorer)), inInspector(D(callWindow.inspector)), elsewhere(D(other));
     References refs;
     refs.Watch("application", outlook.application);
     refs.Watch("explorers", outlook.explorers);
     refs.Watch("mail", mail);
     refs.Watch("later", later);
+    refs.Watch("untracked", untracked);
     refs.Watch("callWindow", callWindow);
     refs.Watch("contextSelection", contextSelection);
     refs.Watch("contextMenu", contextMenu);
@@ -554,11 +544,13 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     ASSERT_EQ(callback_->OnLoad(&ribbon), S_OK);
     EXPECT_TRUE(mail.commandBars.standard.buttons.empty()); // no command-bar buttons in 2010
 
-    // GetEnabled: 0xFFFF in an item window; the view's 1 or 0 for a tracked explorer; untouched for
-    // an explorer without a view.
+    // GetEnabled: 0xFFFF in an item window; the view's 1 or 0 for a tracked explorer, the ribbon
+    // invalidated only when that changes; untouched for an explorer without a view.
     VARIANT_BOOL enabled = 7;
     EXPECT_EQ(callback_->GetEnabled(&inInspector, &enabled), S_OK);
     EXPECT_EQ(static_cast<unsigned short>(enabled), 0xFFFFu);
+    mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kFolderSwitch);
+    EXPECT_EQ(ribbon.invalidations, 0);
     EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
     EXPECT_EQ(enabled, 0);
     Select(mail, {D(*shopping_.item)});
@@ -588,47 +580,45 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     EXPECT_EQ(enabled, 5);
 
     // The explorer's ribbon button, bound by name as Outlook binds it, clips the selection.
-    {
-        ComPtr<IDispatch> dispatch;
-        ASSERT_EQ(callback_.As(dispatch), S_OK);
-        LPOLESTR onClick[] = {const_cast<LPOLESTR>(L"OnClick")};
-        DISPID onClickId = 0;
-        ASSERT_EQ(dispatch->GetIDsOfNames(IID_NULL, onClick, 1, LOCALE_USER_DEFAULT, &onClickId), S_OK);
-        VARIANTARG argument;
-        ::VariantInit(&argument);
-        argument.vt = VT_DISPATCH;
-        argument.pdispVal = &inExplorer;
-        DISPPARAMS params{&argument, nullptr, 1, 0};
-        ASSERT_EQ(dispatch->Invoke(onClickId, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params,
-                                   nullptr, nullptr, nullptr),
-                  S_OK);
-    }
-    std::vector<Delivery> documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&call_, &shopping_});
+    ComPtr<IDispatch> dispatch;
+    ASSERT_EQ(callback_.As(dispatch), S_OK);
+    LPOLESTR onClick[] = {const_cast<LPOLESTR>(L"OnClick")};
+    DISPID onClickId = 0;
+    ASSERT_EQ(dispatch->GetIDsOfNames(IID_NULL, onClick, 1, LOCALE_USER_DEFAULT, &onClickId), S_OK);
+    VARIANTARG argument;
+    argument.vt = VT_DISPATCH;
+    argument.pdispVal = &inExplorer;
+    DISPPARAMS params{&argument, nullptr, 1, 0};
+    ASSERT_EQ(dispatch->Invoke(onClickId, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr,
+                               nullptr, nullptr),
+              S_OK);
+    dispatch.Reset();
+    ExpectDelivered({&call_, &shopping_});
 
-    // An item window's ribbon button clips its item.
+    // An item window's ribbon button clips its item; a button in neither kind of window, nothing.
     EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&call_});
+    ExpectDelivered({&call_});
+    EXPECT_EQ(callback_->OnClick(&elsewhere), S_OK);
+    EXPECT_TRUE(NewDeliveries().empty());
 
-    // The item context menu: two items give the entry for several items, which clips them.
-    contextSelection.items = {D(*shopping_.item), D(*call_.item)};
-    outlook.application.Fire(
-        Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
-        {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    // The item context menu: one item gives the single-item entry, two the entry for several
+    // items, which clips them; a refused selection none.
+    const auto display = [&](std::vector<IDispatch*> items) {
+        contextSelection.items = std::move(items);
+        outlook.application.Fire(
+            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    };
+    display({D(*call_.item)});
     ASSERT_EQ(contextMenu.Shown(), 1u);
+    EXPECT_TRUE(contextMenu.Last().WasPut(L"TooltipText"));
+    display({D(*shopping_.item), D(*call_.item)});
+    ASSERT_EQ(contextMenu.Shown(), 1u); // the previous entry went
     EXPECT_TRUE(contextMenu.Last().WasPut(L"Caption"));
     EXPECT_FALSE(contextMenu.Last().WasPut(L"TooltipText"));
     Click(contextMenu.Last());
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&shopping_, &call_});
-    contextSelection.items = {D(*list_)};
-    outlook.application.Fire(
-        Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
-        {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    ExpectDelivered({&shopping_, &call_});
+    display({D(*list_)});
     EXPECT_EQ(contextMenu.Shown(), 0u);
 
     ShutDown();
@@ -636,24 +626,19 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     EXPECT_EQ(outlook.explorers.Sinks(Testing::kIID_ExplorersEvents), 0u);
     EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
     EXPECT_EQ(ribbon.refs, 1);
-    EXPECT_EQ(inExplorer.refs, 1);
-    EXPECT_EQ(inInspector.refs, 1);
+    for (const FakeRibbonControl* control : {&inExplorer, &inInspector, &elsewhere})
+        EXPECT_EQ(control->refs, 1);
     refs.ExpectAllReleased();
-    for (const auto& button : contextMenu.buttons) {
-        EXPECT_EQ(button->refs, 1);
-        EXPECT_EQ(button->Calls(L"Delete"), 1);
-    }
-    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
     const std::string lines = log.Text();
-    EXPECT_EQ(lines.find("Error: "), std::string::npos) << lines;
-    EXPECT_EQ(lines.find("Critical: "), std::string::npos) << lines;
+    ExpectNoFailures(lines);
+    EXPECT_NE(lines.find("Warning: CRibbonSupport::GetEnabled view not found"), std::string::npos);
 }
 
 // ---------------------------------------------------------------------------------------------
 // Outlook 2007: command bars in explorers, the ribbon in item windows
 
 TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
-    FakeExplorer mail(0);
+    FakeExplorer mail;
     FakeApplication outlook({&mail}, L"12.0.6423.1000");
     FakeInspector callWindow(D(*call_.item));
     FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
@@ -663,36 +648,33 @@ TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
     refs.Watch("callWindow", callWindow);
     refs.Watch("item", *shopping_.item);
     refs.Watch("item", *call_.item);
+    LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
     ASSERT_EQ(mail.commandBars.standard.Shown(), 1u);
     Select(mail, {D(*shopping_.item)});
     ExpectEnabled(mail, true);
     Click(mail.commandBars.standard.Last());
-    std::vector<Delivery> documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&shopping_});
+    ExpectDelivered({&shopping_});
 
     // Explorers have no ribbon views in 2007: their ribbon state is left as passed.
     VARIANT_BOOL enabled = 5;
     EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
     EXPECT_EQ(enabled, 5);
     EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
-    documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    ExpectNotes(documents[0], {&call_});
+    ExpectDelivered({&call_});
 
     ShutDown();
     refs.ExpectAllReleased();
     EXPECT_EQ(inInspector.refs, 1);
-    EXPECT_TRUE(boxes_.Boxes().empty()) << boxes_.Boxes().front();
+    ExpectNoFailures(log.Text());
 }
 
 // A clip that fails is reported by the module itself: a selection whose only item cannot be
 // clipped still reaches the clip from the ribbon, which shows the unexpected-error box and sends
 // nothing.
 TEST_F(EndToEndTest, FailedClipShowsItsBoxAndSendsNothing) {
-    FakeExplorer mail(0);
+    FakeExplorer mail;
     FakeApplication outlook({&mail}, L"14.0.4760.1000");
     FakeRibbonControl inExplorer(D(mail.explorer));
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -700,7 +682,7 @@ TEST_F(EndToEndTest, FailedClipShowsItsBoxAndSendsNothing) {
     LogCapture log;
     EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
     EXPECT_TRUE(NewDeliveries().empty());
-    const std::vector<std::string> boxes = boxes_.Boxes();
+    const std::vector<std::string>& boxes = boxes_.boxes;
     ASSERT_EQ(boxes.size(), 1u);
     EXPECT_NE(boxes[0].find("Unexpected error:"), std::string::npos) << boxes[0];
     EXPECT_NE(boxes[0].find("Unexpected error during note creation."), std::string::npos) << boxes[0];

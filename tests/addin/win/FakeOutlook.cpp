@@ -32,13 +32,6 @@ VariantValue::~VariantValue() {
     ::VariantClear(&value_);
 }
 
-VariantValue VariantValue::Int(LONG value) {
-    VariantValue v;
-    v.value_.vt = VT_I4;
-    v.value_.lVal = value;
-    return v;
-}
-
 VariantValue VariantValue::Bool(bool value) {
     VariantValue v;
     v.value_.vt = VT_BOOL;
@@ -80,11 +73,7 @@ bool VariantValue::Bool() const {
 }
 
 LONG VariantValue::Int() const {
-    if (value_.vt == VT_I4)
-        return value_.lVal;
-    if (value_.vt == VT_I2)
-        return value_.iVal;
-    return -1;
+    return value_.vt == VT_I4 ? value_.lVal : -1;
 }
 
 IDispatch* VariantValue::Object() const {
@@ -169,10 +158,6 @@ private:
 FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
 
 FakeObject::~FakeObject() = default;
-
-void FakeObject::Answer(const IID& iid) {
-    iids_.push_back(iid);
-}
 
 void FakeObject::Define(const std::wstring& name, Member member) {
     DISPID id = 0;
@@ -416,14 +401,10 @@ FakeCommandBars::FakeCommandBars() {
     });
 }
 
-FakeExplorer::FakeExplorer(int placeholders) {
+FakeExplorer::FakeExplorer() {
     explorer.Events(kIID_ExplorerEvents_10);
     explorer.ObjectProperty(L"Selection", D(selection));
     explorer.ObjectProperty(L"CommandBars", D(commandBars.bars));
-    for (int i = 0; i < placeholders; ++i) {
-        placeholders_.push_back(std::make_unique<FakeObject>());
-        selection.items.push_back(D(*placeholders_.back()));
-    }
 }
 
 FakeApplication::FakeApplication(std::vector<FakeExplorer*> open, const std::wstring& version) {
@@ -440,21 +421,9 @@ FakeApplication::FakeApplication(std::vector<FakeExplorer*> open, const std::wst
     }
 }
 
-FakeInspector::FakeInspector(std::optional<bool> sentMail) {
-    Show(D(item));
-    if (sentMail) {
-        item.Answer(kIID_MailItem);
-        item.Property(L"Sent", VariantValue::Bool(*sentMail));
-    }
-}
-
 FakeInspector::FakeInspector(IDispatch* shown) {
-    Show(shown);
-}
-
-void FakeInspector::Show(IDispatch* shown) {
     inspector.Events(kIID_InspectorEvents_10);
-    inspector.ObjectProperty(L"CurrentItem", shown);
+    inspector.ObjectProperty(L"CurrentItem", shown ? shown : D(item));
     inspector.ObjectProperty(L"CommandBars", D(commandBars.bars));
 }
 

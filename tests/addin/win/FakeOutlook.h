@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,7 +43,6 @@ public:
     VariantValue(const VariantValue& other);
     VariantValue& operator=(const VariantValue& other);
     ~VariantValue();
-    static VariantValue Int(LONG value);
     static VariantValue Bool(bool value);
     static VariantValue Text(const std::wstring& value);
     static VariantValue Object(IDispatch* value);
@@ -53,7 +51,7 @@ public:
     const VARIANT& Get() const { return value_; }
     std::wstring Text() const; // VT_BSTR
     bool Bool() const;         // VT_BOOL
-    LONG Int() const;          // VT_I4 or VT_I2
+    LONG Int() const;          // VT_I4
     IDispatch* Object() const; // VT_DISPATCH (no reference added)
 
 private:
@@ -68,8 +66,6 @@ public:
     FakeObject& operator=(const FakeObject&) = delete;
 
     // A member answers a get, put or call: `args` in their written order; S_OK or a failure.
-    // QueryInterface answers `iid` as well from now on.
-    void Answer(const IID& iid);
     using Member = std::function<HRESULT(WORD flags, const std::vector<VariantValue>& args, VARIANT* result)>;
     void Define(const std::wstring& name, Member member);
     // A property that reads as `value`, a copy each time.
@@ -174,12 +170,8 @@ struct FakeExplorer {
     FakeCollection selection;
     FakeCommandBars commandBars;
 
-    // `placeholders`: that many plain objects selected.
-    explicit FakeExplorer(int placeholders = 1);
+    FakeExplorer();
     void Select(std::vector<IDispatch*> items) { selection.items = std::move(items); }
-
-private:
-    std::vector<std::unique_ptr<FakeObject>> placeholders_;
 };
 
 // The application with its explorer collection (the given explorers are open) and inspector
@@ -200,13 +192,8 @@ struct FakeInspector {
     FakeObject item;
     FakeCommandBars commandBars;
 
-    // Its own item: a mail with this Sent flag, or (none) an item of another type.
-    explicit FakeInspector(std::optional<bool> sentMail);
-    // Shows `shown`.
-    explicit FakeInspector(IDispatch* shown);
-
-private:
-    void Show(IDispatch* shown);
+    // Shows `shown`, or else its own plain item.
+    explicit FakeInspector(IDispatch* shown = nullptr);
 };
 
 } // namespace Tessarix::Addin::Testing
