@@ -1,8 +1,8 @@
 // The HTML content pipeline on mail-like HTML of 100 KB, 1 MB and 5 MB: loading (parse and
-// cascade), serializing, and the whole pipeline as the renderers call it. Time should grow
-// linearly with the size (bytes_per_second stays level); peak_heap_MB is counted by this
-// program's own operator new, per iteration. Run one size per process to read max_rss_MB as
-// that size's peak (--benchmark_filter='/5242880').
+// cascade), serializing, and the whole pipeline as the renderers call it; and loading hostile
+// nesting 10k, 100k and 200k deep. Time should grow linearly with the size (bytes_per_second
+// stays level); peak_heap_MB is counted by this program's own operator new, per iteration. Run
+// one size per process to read max_rss_MB as that size's peak (--benchmark_filter='/5242880').
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -17,6 +17,7 @@
 #include "core/Utf.h"
 #include "html/Cleanup.h"
 #include "html/DomLoader.h"
+#include "html/Engine.h"
 #include "html/PictureSources.h"
 #include "html/Serializer.h"
 
@@ -138,6 +139,27 @@ void BM_WholePipelineUnbounded(benchmark::State& state) {
     state.counters["resources"] = static_cast<double>(resources);
 }
 
+// Hostile nesting: depth times "<div>x" (second argument 0) or "<b>x" (1), never closed. Loading
+// must stay linear in the depth: bytes_per_second level from 10k to 200k.
+void BM_LoadDeeplyNested(benchmark::State& state) {
+    const auto depth = static_cast<std::size_t>(state.range(0));
+    const std::string_view open = state.range(1) == 0 ? "<div>x" : "<b>x";
+    std::string html;
+    html.reserve(depth * open.size());
+    for (std::size_t i = 0; i < depth; ++i)
+        html += open;
+    const StringUTF8 bytes = StringUTF8::Copy(html);
+    double peak = 0;
+    for (auto _ : state) {
+        PeakScope scope;
+        auto document = Html::LoadDocument(bytes);
+        benchmark::DoNotOptimize(document.get());
+        document.reset();
+        peak = std::max(peak, scope.MiB());
+    }
+    ReportBytesAndPeak(state, html.size(), peak);
+}
+
 void Sizes(benchmark::internal::Benchmark* b) {
     b->Arg(100 * 1024)->Arg(1024 * 1024)->Arg(5 * 1024 * 1024)->Unit(benchmark::kMillisecond);
 }
@@ -146,6 +168,10 @@ BENCHMARK(BM_Load)->Apply(Sizes);
 BENCHMARK(BM_Serialize)->Apply(Sizes);
 BENCHMARK(BM_MakeCleanContent)->Apply(Sizes);
 BENCHMARK(BM_WholePipelineUnbounded)->Apply(Sizes);
+BENCHMARK(BM_LoadDeeplyNested)
+    ->ArgsProduct({{10000, 100000, 200000}, {0, 1}})
+    ->ArgNames({"depth", "b"})
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -14,6 +14,7 @@
 
 #include "core/Utf.h"
 #include "html/Engine.h"
+#include "html/posix/BoundedMarkup.h"
 #include "html/posix/Cascade.h"
 #include "html/posix/StyleValues.h"
 
@@ -572,6 +573,11 @@ void TreeBuilder::ResolveStyles() {
 
 DocumentPtr LoadDocument(const StringUTF8& bytes) {
     auto document = std::make_shared<PosixDocument>();
+    // gumbo's work is bounded through the markup it sees; its output points into that markup.
+    std::string bounded;
+    const std::string_view markup =
+        Posix::BoundMarkup(std::string_view(bytes.Data() ? bytes.Data() : "", bytes.Length()),
+                           Posix::MarkupUse::Document, bounded);
     {
         GumboArena arena;
         GumboOptions options = kGumboDefaultOptions;
@@ -580,8 +586,7 @@ DocumentPtr LoadDocument(const StringUTF8& bytes) {
         options.userdata = &arena;
         // Recorded parse errors copy the open-element stack: quadratic in nesting depth.
         options.max_errors = 0;
-        const GumboOutput* output =
-            gumbo_parse_with_options(&options, bytes.Data() ? bytes.Data() : "", bytes.Length());
+        const GumboOutput* output = gumbo_parse_with_options(&options, markup.data(), markup.size());
         Cascade cascade;
         TreeBuilder builder(*document, cascade);
         builder.CollectStyleSheets(output->document);
