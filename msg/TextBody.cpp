@@ -9,14 +9,13 @@
 
 #include "core/Utf.h"
 #include "html/posix/BoundedMarkup.h"
+#include "html/posix/StyleValues.h"
 #include "msg/RtfBody.h"
 
 namespace Tessarix::Msg {
 namespace {
 
-bool IsSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
-}
+using Html::Posix::IsAsciiSpace;
 
 // Collects the text in UTF-8: collapsed white space and line ends are owed and written only when
 // text follows, so none leads or trails.
@@ -25,7 +24,7 @@ public:
     void Text(std::string_view text, bool preformatted) {
         std::size_t i = 0;
         while (i < text.size()) {
-            if (preformatted ? text[i] == '\n' || text[i] == '\r' : IsSpace(text[i])) {
+            if (preformatted ? text[i] == '\n' || text[i] == '\r' : IsAsciiSpace(text[i])) {
                 if (!preformatted)
                     space_ = space_ || (lineHasAny_ && !afterSeparator_);
                 else if (text[i] == '\n')
@@ -35,7 +34,7 @@ public:
             }
             std::size_t run = i + 1;
             while (run < text.size() &&
-                   !(preformatted ? text[run] == '\n' || text[run] == '\r' : IsSpace(text[run])))
+                   !(preformatted ? text[run] == '\n' || text[run] == '\r' : IsAsciiSpace(text[run])))
                 ++run;
             BeginText();
             out_.append(text.substr(i, run - i));

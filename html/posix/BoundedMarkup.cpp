@@ -4,6 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "html/posix/StyleValues.h"
+
 namespace Tessarix::Html::Posix {
 namespace {
 
@@ -15,18 +17,8 @@ namespace {
 // the limit (implied tbody and tr) whatever the input. Markup that leaves elements open, such as
 // an unclosed <font> in a table cell, keeps adding to the count.
 
-bool IsSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
-}
 bool IsAsciiLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-std::string Lower(std::string_view s) {
-    std::string out(s);
-    for (char& c : out)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    return out;
 }
 
 enum TagKind : unsigned {
@@ -143,7 +135,8 @@ private:
             return gt == npos ? in_.size() : gt + 1;
         }
         std::size_t nameEnd = nameAt;
-        while (nameEnd < in_.size() && !IsSpace(in_[nameEnd]) && in_[nameEnd] != '/' && in_[nameEnd] != '>')
+        while (nameEnd < in_.size() && !IsAsciiSpace(in_[nameEnd]) && in_[nameEnd] != '/' &&
+               in_[nameEnd] != '>')
             ++nameEnd;
         const TagScan tag = ScanTag(nameEnd);
         if (tag.end == npos) {
@@ -165,7 +158,7 @@ private:
         std::size_t attributes = 0;
         const std::size_t n = in_.size();
         while (p < n) {
-            if (IsSpace(in_[p])) {
+            if (IsAsciiSpace(in_[p])) {
                 ++p;
                 continue;
             }
@@ -184,14 +177,14 @@ private:
             if (++attributes == kMaxAttributesPerTag + 1)
                 tag.capAt = p;
             ++p; // an attribute name's first character may be anything, '=' included
-            while (p < n && !IsSpace(in_[p]) && in_[p] != '/' && in_[p] != '>' && in_[p] != '=')
+            while (p < n && !IsAsciiSpace(in_[p]) && in_[p] != '/' && in_[p] != '>' && in_[p] != '=')
                 ++p;
-            while (p < n && IsSpace(in_[p]))
+            while (p < n && IsAsciiSpace(in_[p]))
                 ++p;
             if (p >= n || in_[p] != '=')
                 continue;
             ++p;
-            while (p < n && IsSpace(in_[p]))
+            while (p < n && IsAsciiSpace(in_[p]))
                 ++p;
             if (p >= n)
                 break;
@@ -201,7 +194,7 @@ private:
                     break;
                 p = close + 1;
             } else {
-                while (p < n && !IsSpace(in_[p]) && in_[p] != '>')
+                while (p < n && !IsAsciiSpace(in_[p]) && in_[p] != '>')
                     ++p;
             }
         }
@@ -224,7 +217,7 @@ private:
 
     // Returns where markup starts again: after the raw text of a raw-text element.
     std::size_t StartTag(std::size_t at, std::string_view original, const TagScan& tag) {
-        const std::string name = Lower(original);
+        const std::string name = LowerAscii(original);
         const unsigned kind = KindOf(name);
         if (text_ && (kind & kTextless)) {
             Replace(at, tag.end, {});
@@ -251,7 +244,7 @@ private:
     std::size_t RawTextEnd(std::size_t from, const std::string& name) const {
         for (std::size_t p = in_.find("</", from); p != npos; p = in_.find("</", p + 2)) {
             const std::size_t after = p + 2 + name.size();
-            if (after < in_.size() && (IsSpace(in_[after]) || in_[after] == '/' || in_[after] == '>') &&
+            if (after < in_.size() && (IsAsciiSpace(in_[after]) || in_[after] == '/' || in_[after] == '>') &&
                 std::equal(name.begin(), name.end(), in_.begin() + p + 2,
                            [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); }))
                 return p;
@@ -260,7 +253,7 @@ private:
     }
 
     void EndTag(std::size_t at, std::string_view original, const TagScan& tag) {
-        const std::string name = Lower(original);
+        const std::string name = LowerAscii(original);
         if (text_ && (KindOf(name) & kTextless)) {
             Replace(at, tag.end, {});
             return;

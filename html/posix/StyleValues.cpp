@@ -76,14 +76,6 @@ constexpr PropertyInfo kInfo[kCssPropertyCount] = {
     {"z-index", false, u"auto"},
 };
 
-std::string Lower(std::string_view s) {
-    std::string out(s);
-    for (char& c : out)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    return out;
-}
-
 } // namespace
 
 std::string_view SourcePropertyName(std::size_t slot) {
@@ -120,9 +112,9 @@ std::u16string NormalizeValue(CssProperty p, std::string_view declared) {
             return u"400";
         if (EqualsNoCase(value, "bold"))
             return u"700";
-        return FromUtf8(Lower(value));
+        return FromUtf8(LowerAscii(value));
     default:
-        return FromUtf8(Lower(value));
+        return FromUtf8(LowerAscii(value));
     }
 }
 
@@ -143,7 +135,7 @@ void SplitBackgroundPosition(std::string_view value, std::u16string& x, std::u16
         std::size_t end = 0;
         while (end < rest.size() && !IsAsciiSpace(rest[end]))
             ++end;
-        parts.push_back(Lower(rest.substr(0, end)));
+        parts.push_back(LowerAscii(rest.substr(0, end)));
         rest = TrimAscii(rest.substr(end));
     }
     auto vertical = [](const std::string& s) {
@@ -165,6 +157,14 @@ void SplitBackgroundPosition(std::string_view value, std::u16string& x, std::u16
         std::swap(parts[0], parts[1]);
     x = FromUtf8(parts[0]);
     y = FromUtf8(parts[1]);
+}
+
+std::string LowerAscii(std::string_view s) {
+    std::string out(s);
+    for (char& c : out)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return out;
 }
 
 bool IsAsciiSpace(char c) {

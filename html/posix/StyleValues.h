@@ -39,6 +39,7 @@ ComputedStyle ResolveStyle(const DeclaredStyle& declared, const ComputedStyle* p
 bool IsAsciiSpace(char c);
 std::string_view TrimAscii(std::string_view s);
 bool EqualsNoCase(std::string_view a, std::string_view b);
+std::string LowerAscii(std::string_view s);
 
 // --- details shared with the template ---
 bool Inherits(CssProperty p);
