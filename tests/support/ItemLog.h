@@ -53,10 +53,18 @@ inline std::string ReadLogFile(const std::u16string& path) {
 // followed it if the log rotated meanwhile. A line without the stamp is passed over, or fails the
 // test when `strict`.
 inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::size_t offset, bool strict) {
+    // A byte-order mark starts a file only, and a file the logger has just rotated to may hold
+    // nothing else yet.
+    const auto withoutMark = [](std::string text) {
+        if (text.starts_with("\xEF\xBB\xBF"))
+            text.erase(0, 3);
+        return text;
+    };
     std::string text = ReadLogFile(file);
     text.erase(0, std::min(offset, text.size()));
+    text = withoutMark(std::move(text));
     if (const auto now = CurrentLogFile(); now != file)
-        text += ReadLogFile(now);
+        text += withoutMark(ReadLogFile(now));
     std::vector<std::string> lines;
     std::size_t at = 0;
     while (at < text.size()) {
@@ -65,8 +73,6 @@ inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::s
             end = text.size();
         std::string line = text.substr(at, end - at);
         at = end + 1;
-        if (line.rfind("\xEF\xBB\xBF", 0) == 0)
-            line.erase(0, 3);
         while (!line.empty() && line.back() == '\r')
             line.pop_back();
         constexpr std::size_t kStamp = 25; // "MM/DD/YYYY hh:mm:ss:mmmm "
