@@ -51,16 +51,12 @@ HResult ItemSelection::Call(std::u16string_view name, std::span<const Automation
         return Automation::kDISP_E_UNKNOWNNAME;
     if (args.size() != 1)
         return kDISP_E_BADPARAMCOUNT;
-    std::int32_t index = 0;
-    if (const auto* i4 = std::get_if<std::int32_t>(&args[0]))
-        index = *i4;
-    else if (const auto* machine = std::get_if<Automation::Int>(&args[0]))
-        index = machine->value;
-    else
+    const auto index = Automation::TryAsInt(args[0]);
+    if (!index)
         return Automation::kDISP_E_TYPEMISMATCH;
-    if (index < 1 || static_cast<std::size_t>(index) > items_.size())
+    if (*index < 1 || static_cast<std::size_t>(*index) > items_.size())
         return kE_INVALIDARG;
-    result = items_[static_cast<std::size_t>(index) - 1];
+    result = items_[static_cast<std::size_t>(*index) - 1];
     return kS_OK;
 }
 

@@ -24,11 +24,17 @@ std::u16string AsString(const Value& value) {
     throw kDISP_E_TYPEMISMATCH;
 }
 
-std::int32_t AsInt(const Value& value) {
+std::optional<std::int32_t> TryAsInt(const Value& value) {
     if (const auto* number = std::get_if<std::int32_t>(&value))
         return *number;
     if (const auto* number = std::get_if<Int>(&value))
         return number->value;
+    return std::nullopt;
+}
+
+std::int32_t AsInt(const Value& value) {
+    if (const auto number = TryAsInt(value))
+        return *number;
     throw kDISP_E_TYPEMISMATCH;
 }
 

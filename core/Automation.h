@@ -67,6 +67,7 @@ Value CallMethod(IObject& object, std::u16string_view name, std::initializer_lis
 
 std::u16string AsString(const Value& value);              // text; empty stays ""
 std::int32_t AsInt(const Value& value);                   // VT_I4 or VT_INT
+std::optional<std::int32_t> TryAsInt(const Value& value); // VT_I4 or VT_INT; anything else gives none
 bool AsBool(const Value& value);                          // VT_BOOL
 std::optional<AutomationDate> AsDate(const Value& value); // VT_DATE; empty gives none
 ObjectPtr AsObject(const Value& value);                   // VT_DISPATCH; empty gives none

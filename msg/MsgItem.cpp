@@ -430,17 +430,14 @@ public:
             return Automation::kDISP_E_UNKNOWNNAME;
         if (args.size() != 1)
             return kDISP_E_BADPARAMCOUNT;
-        std::int32_t index = 0;
-        if (const auto* i4 = std::get_if<std::int32_t>(&args[0]))
-            index = *i4;
-        else if (const auto* integer = std::get_if<Automation::Int>(&args[0]))
-            index = integer->value;
-        else
+        const auto index = Automation::TryAsInt(args[0]);
+        if (!index)
             return Automation::kDISP_E_TYPEMISMATCH;
         const auto& attachments = message_->Attachments();
-        if (index < 1 || static_cast<std::size_t>(index) > attachments.size())
+        if (*index < 1 || static_cast<std::size_t>(*index) > attachments.size())
             return kE_INVALIDARG;
-        result = std::make_shared<AttachmentObject>(attachments[static_cast<std::size_t>(index - 1)], index);
+        result =
+            std::make_shared<AttachmentObject>(attachments[static_cast<std::size_t>(*index - 1)], *index);
         return kS_OK;
     }
     bool Implements(const Guid&) override { return false; }
@@ -624,11 +621,7 @@ HResult MsgItem::Call(std::u16string_view name, std::span<const Automation::Valu
     if (!path)
         return Automation::kDISP_E_TYPEMISMATCH;
     if (args.size() == 2) {
-        std::int32_t format = -1;
-        if (const auto* i4 = std::get_if<std::int32_t>(&args[1]))
-            format = *i4;
-        else if (const auto* integer = std::get_if<Automation::Int>(&args[1]))
-            format = integer->value;
+        const std::int32_t format = Automation::TryAsInt(args[1]).value_or(-1);
         if (format != 3 && format != 9) // olMSG, olMSGUnicode
             return kE_NOTIMPL;
     }
