@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "attachments/OlePackage.h"
 #include "core/Format.h"
 #include "core/Log.h"
 #include "notes/MimeSniffer.h"
@@ -13,6 +14,22 @@ namespace {
 constexpr std::uint32_t kAbsent = 0xFFFFFFFF;
 constexpr char16_t kUntitledAttachment[] = u"untitled attachment";
 constexpr char16_t kOctetStream[] = u"application/octet-stream";
+constexpr Mapi::PropTag kPR_DISPLAY_NAME = 0x3001001F;
+// The packager writes names in the ANSI code page of the machine that made the package, which the
+// item does not record.
+constexpr std::uint32_t kPackageNameCodePage = 1252;
+
+bool IsBlank(char16_t c) {
+    return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n';
+}
+
+std::u16string Trim(std::u16string_view text) {
+    while (!text.empty() && IsBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back()))
+        text.remove_suffix(1);
+    return std::u16string(text);
+}
 } // namespace
 
 // ---- Attachment ----
@@ -57,7 +74,12 @@ std::u16string Attachment::GetLocation() {
 
 std::u16string Attachment::GetCid() {
     CallTracer tracer(u"Attachment::GetCid()");
-    return Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_CONTENT_ID);
+    // Mail programs store the Content-ID header as written, often in its angle brackets; "cid:"
+    // references name it without them.
+    std::u16string cid = Trim(Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_CONTENT_ID));
+    if (cid.size() >= 2 && cid.front() == u'<' && cid.back() == u'>')
+        cid = cid.substr(1, cid.size() - 2);
+    return cid;
 }
 
 std::u16string Attachment::GetFileName() {
@@ -65,12 +87,37 @@ std::u16string Attachment::GetFileName() {
     std::u16string name = Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_LONG_FILENAME);
     if (name.empty())
         name = Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_FILENAME);
+    if (name.empty())
+        if (const auto package = OpenPackage())
+            name = package->fileName;
+    // What the host lists for an attachment that has no file name.
+    if (name.empty())
+        name = Global::GetStringProperty(attach_.get(), kPR_DISPLAY_NAME);
     return name;
 }
 
 std::u16string Attachment::GetMimeType() {
     CallTracer tracer(u"Attachment::GetMimeType()");
-    return Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_MIME_TAG);
+    // The type alone: a tag copied from a Content-Type header keeps its parameters.
+    std::u16string mime = Global::GetStringProperty(attach_.get(), Mapi::kPR_ATTACH_MIME_TAG);
+    if (const auto semicolon = mime.find(u';'); semicolon != std::u16string::npos)
+        mime.resize(semicolon);
+    mime = Trim(mime);
+    for (char16_t& c : mime)
+        if (c >= u'A' && c <= u'Z')
+            c = static_cast<char16_t>(c - u'A' + u'a');
+    return mime;
+}
+
+std::optional<Attachments::OlePackage> Attachment::OpenPackage() {
+    if (Global::GetLongProperty(attach_.get(), Mapi::kPR_ATTACH_METHOD, kAbsent) != Mapi::kATTACH_OLE)
+        return std::nullopt;
+    std::shared_ptr<Mapi::IPropStorage> storage;
+    std::shared_ptr<Mapi::IPropStream> native;
+    if (Failed(attach_->OpenStorage(Mapi::kPR_ATTACH_DATA_OBJ, storage)) || !storage ||
+        Failed(storage->OpenStream(Attachments::kOle10NativeStream, native)))
+        return std::nullopt;
+    return Attachments::ReadOlePackage(std::move(native), kPackageNameCodePage);
 }
 
 std::shared_ptr<Mapi::IPropStream> Attachment::OpenAsStream() {
@@ -88,9 +135,12 @@ std::shared_ptr<Mapi::IPropStream> Attachment::OpenAsStream() {
         std::shared_ptr<Mapi::IPropStorage> storage;
         if (Failed(attach_->OpenStorage(Mapi::kPR_ATTACH_DATA_OBJ, storage)) || !storage)
             return nullptr;
-        if (Failed(storage->OpenStream(u"CONTENTS", stream)))
-            return nullptr;
-        return stream;
+        if (!Failed(storage->OpenStream(u"CONTENTS", stream)))
+            return stream;
+        // A packaged file is the file itself, not the object around it.
+        if (const auto package = OpenPackage())
+            return package->content;
+        return nullptr;
     }
     return nullptr;
 }

@@ -4,9 +4,11 @@
 // Attachment: a file or OLE attachment, read through its MAPI object. EmbededMessage: an attached
 // Outlook item, read through the object model and saved to a file when its bytes are needed.
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "attachments/IAttachment.h"
+#include "attachments/OlePackage.h"
 #include "core/Automation.h"
 #include "core/MapiProp.h"
 #include "core/Utils.h"
@@ -22,9 +24,12 @@ public:
 
     // Sniffs the content when the attachment has no MIME tag.
     bool IsEmbededImage() override;
-    // PR_ATTACH_LONG_FILENAME, else PR_ATTACH_FILENAME.
+    // PR_ATTACH_LONG_FILENAME, else PR_ATTACH_FILENAME, else a packaged file's own name, else
+    // PR_DISPLAY_NAME.
     std::u16string GetFileName() override;
+    // Without the angle brackets of a Content-ID header.
     std::u16string GetCid() override;
+    // The type alone, lower case, without parameters.
     std::u16string GetMimeType() override;
     // The content stream's size; 0 without one, 0xFFFFFFFF for 4 GiB and more.
     std::uint32_t GetSize() override;
@@ -38,10 +43,13 @@ public:
 
     std::u16string GetLocation();
     // The content: PR_ATTACH_DATA_BIN of a by-value attachment, the "CONTENTS" stream of an OLE
-    // attachment's PR_ATTACH_DATA_OBJ; none for any other method or on failure.
+    // attachment's PR_ATTACH_DATA_OBJ, or the file that an OLE package holds; none for any other
+    // method or on failure.
     std::shared_ptr<Mapi::IPropStream> OpenAsStream();
 
 private:
+    std::optional<Attachments::OlePackage> OpenPackage();
+
     Mapi::PropPtr attach_;
 };
 

@@ -361,13 +361,14 @@ Sample Contact() {
 }
 
 MessageData Appointment(std::u16string_view messageClass, std::u16string_view subject,
-                        std::u16string_view location, FileTime start, FileTime end, std::uint32_t busy) {
+                        std::u16string_view location, FileTime start, FileTime end, std::uint32_t busy,
+                        bool allDay = false) {
     MessageData m = Item(messageClass, subject);
     m.props.SetNamed(Named(kPSETID_Appointment, 0x8208), Value::Unicode(location))
         .SetNamed(Named(kPSETID_Appointment, 0x820D), Value::Time(start))
         .SetNamed(Named(kPSETID_Appointment, 0x820E), Value::Time(end))
         .SetNamed(Named(kPSETID_Appointment, 0x8205), Value::Long(busy))
-        .SetNamed(Named(kPSETID_Appointment, 0x8215), Value::Bool(false))
+        .SetNamed(Named(kPSETID_Appointment, 0x8215), Value::Bool(allDay))
         .Set(Mapi::kPR_START_DATE, Value::Time(start))
         .Set(Mapi::kPR_END_DATE, Value::Time(end));
     return m;
@@ -455,6 +456,146 @@ Sample StickyNote() {
     return {"16-sticky-note.msg", std::move(m)};
 }
 
+// ---- items as real installations write them ----
+// What real files lack or add where the project's own writer would not: no PR_ATTACH_SIZE, no
+// PR_ATTACH_METHOD, 8-bit strings with only a locale or only an Internet code page, dates that
+// are local midnights of another zone, OLE packages, names and tags as mail programs store them.
+
+constexpr PropTag kMessageLocaleId = 0x3FF10003;
+constexpr PropTag kMessageClassA = 0x001A001E;
+constexpr PropTag kAttachFileNameShort = 0x3704001F;
+constexpr PropTag kDisplayNameA = 0x3001001E;
+constexpr PropTag kCompanyNameA = 0x3A16001E;
+constexpr PropTag kWeddingAnniversary = 0x3A410040;
+
+// An "\x01Ole10Native" stream packaging `bytes` as the file at `sourcePath`.
+std::string OlePackageStream(const std::string& label, const std::string& sourcePath,
+                             const std::string& bytes) {
+    const auto u16 = [](std::uint16_t v) {
+        return std::string{static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)};
+    };
+    const auto u32 = [&](std::uint32_t v) {
+        return u16(static_cast<std::uint16_t>(v)) + u16(static_cast<std::uint16_t>(v >> 16));
+    };
+    const std::string tempPath = "C:\\Users\\ann\\AppData\\Local\\Temp\\" + label + std::string(1, '\0');
+    std::string body = u16(2) + label + std::string(1, '\0') + sourcePath + std::string(1, '\0') + u16(0) +
+                       u16(3) + u32(static_cast<std::uint32_t>(tempPath.size())) + tempPath +
+                       u32(static_cast<std::uint32_t>(bytes.size())) + bytes;
+    return u32(static_cast<std::uint32_t>(body.size())) + body;
+}
+
+Sample RealAttachmentsMail() {
+    MessageData m = Item(u"IPM.Note", u"Photos from the trip");
+    Sender(m, u"Gus Grant", u"gus@example.com");
+    m.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(CodePage::kUtf8))
+        .Set(Mapi::kPR_HTML,
+             Value::Binary(Utf8(u"<html><body><p>The view: <img src=\"cid:view.png@01D2\"></p>"
+                                u"</body></html>")));
+    // No size anywhere, and the picture has no method either: a store still knows both.
+    AttachmentData picture;
+    picture.props.Set(Mapi::kPR_ATTACH_LONG_FILENAME, Value::Unicode(u"view.png"))
+        .Set(Mapi::kPR_ATTACH_CONTENT_ID, Value::Unicode(u"<view.png@01D2>"))
+        .Set(Mapi::kPR_ATTACH_MIME_TAG, Value::Unicode(u"Image/PNG; name=\"view.png\""))
+        .Set(Mapi::kPR_ATTACHMENT_HIDDEN, Value::Bool(true))
+        .Set(Mapi::kPR_ATTACH_DATA_BIN, Value::Binary(PngPixel()));
+    m.attachments.push_back(std::move(picture));
+    // A long name and the 8.3 name beside it.
+    AttachmentData longName;
+    longName.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_BY_VALUE))
+        .Set(kAttachFileNameShort, Value::Unicode(u"ITINER~1.TXT"))
+        .Set(Mapi::kPR_ATTACH_LONG_FILENAME, Value::Unicode(u"itinerary for the trip.txt"))
+        .Set(Mapi::kPR_ATTACH_DATA_BIN, Value::Binary("Day 1: Lisbon\n"));
+    m.attachments.push_back(std::move(longName));
+    // Only a display name.
+    AttachmentData displayOnly;
+    displayOnly.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_BY_VALUE))
+        .Set(kDisplayName, Value::Unicode(u"Boarding pass"))
+        .Set(Mapi::kPR_ATTACH_DATA_BIN, Value::Binary("%PDF-1.4 boarding\n%%EOF\n"));
+    m.attachments.push_back(std::move(displayOnly));
+    // A file dragged into an RTF mail: an OLE package, no file name of its own.
+    AttachmentData package;
+    package.props.Set(kDisplayName, Value::Unicode(u"Package"))
+        .Set(Mapi::kPR_RENDERING_POSITION, Value::Long(0xFFFFFFFF));
+    Msg::Cfb::Storage packageStorage;
+    packageStorage.streams["\x01Ole10Native"] =
+        OlePackageStream("budget.csv", "C:\\Users\\ann\\Documents\\budget.csv", "item;cost\nhotel;420\n");
+    packageStorage.streams["\x01"
+                           "CompObj"] = std::string("\x01\xFE\x00\x00", 4);
+    package.oleStorage = packageStorage;
+    package.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_OLE));
+    m.attachments.push_back(std::move(package));
+    // An attached message as most real files carry one: no size.
+    AttachmentData forwarded;
+    forwarded.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_EMBEDDED_MSG))
+        .Set(kDisplayName, Value::Unicode(u"Hotel booking"));
+    MessageData booking = Item(u"IPM.Note", u"Hotel booking");
+    booking.props.Set(kBody, Value::Unicode(u"Two nights."));
+    forwarded.embedded = std::make_shared<MessageData>(std::move(booking));
+    m.attachments.push_back(std::move(forwarded));
+    return {"17-mail-real-attachments.msg", std::move(m)};
+}
+
+// A Japanese installation saving without Unicode: 8-bit strings in code page 932, the locale,
+// and the Internet code page of the body (ISO-2022-JP), but no PR_MESSAGE_CODEPAGE.
+Sample JapaneseAnsiMail() {
+    MessageData m;
+    m.props.Set(kMessageClassA, Value::String8("IPM.Note"))
+        .Set(kMessageLocaleId, Value::Long(0x0411))
+        .Set(Mapi::kPR_INTERNET_CPID, Value::Long(50220))
+        .Set(kSubjectA, Value::String8(Encode(u"\u51fa\u5f35\u306e\u4e88\u5b9a", 932)))
+        .Set(kSenderNameA, Value::String8(Encode(u"\u4f50\u85e4\u82b1\u5b50", 932)))
+        .Set(kDisplayToA, Value::String8(Encode(u"\u7530\u4e2d\u4e00\u90ce", 932)))
+        .Set(Mapi::kPR_HTML,
+             Value::Binary(Encode(u"<html><head><meta http-equiv=\"Content-Type\" content=\"text/html; "
+                                  u"charset=iso-2022-jp\"></head><body><p>\u6765\u9031\u306f\u5927\u962a"
+                                  u"\u3067\u3059\u3002</p></body></html>",
+                                  50220)));
+    return {"18-mail-ansi-locale-ja.msg", std::move(m)};
+}
+
+// A Russian mail saved without Unicode by a client that wrote neither code page nor locale: only
+// the body's Internet code page (KOI8-R) says which script the strings are in.
+Sample CyrillicInternetOnlyMail() {
+    MessageData m;
+    m.props.Set(kMessageClassA, Value::String8("IPM.Note"))
+        .Set(Mapi::kPR_INTERNET_CPID, Value::Long(20866))
+        .Set(kSubjectA, Value::String8(Encode(u"\u041f\u0440\u0438\u0432\u0435\u0442", 1251)))
+        .Set(kSenderNameA, Value::String8(Encode(u"\u041e\u043b\u0435\u0433", 1251)))
+        .Set(kBody, Value::Unicode(u"\u0414\u043e \u0432\u0441\u0442\u0440\u0435\u0447\u0438"));
+    return {"19-mail-ansi-koi8.msg", std::move(m)};
+}
+
+// A contact from a Polish installation (8-bit strings in 1250 by its locale alone), written in
+// Warsaw in summer: the birthday is the UTC instant of a Warsaw midnight, the anniversary also
+// has the local form that newer hosts add.
+Sample PolishContact() {
+    MessageData m;
+    m.props.Set(kMessageClassA, Value::String8("IPM.Contact"))
+        .Set(kMessageLocaleId, Value::Long(0x0415))
+        .Set(kSubjectA, Value::String8(Encode(u"Wojciech \u0141\u0105cki", 1250)))
+        .Set(kDisplayNameA, Value::String8(Encode(u"Wojciech \u0141\u0105cki", 1250)))
+        .Set(kCompanyNameA, Value::String8(Encode(u"\u017b\u00f3\u0142w Sp. z o.o.", 1250)))
+        .Set(kBirthday, Value::Time(Utc(1980, 7, 14, 22)))
+        .Set(kWeddingAnniversary, Value::Time(Utc(2005, 6, 17, 22)))
+        .SetNamed(Named(kPSETID_Address, 0x80DF), Value::Time(Utc(2005, 6, 18)));
+    return {"20-contact-ansi-pl.msg", std::move(m)};
+}
+
+// An all-day appointment written in Auckland in summer (UTC+13): its start and end are the UTC
+// instants of Auckland midnights, and its time zone says which side of the date line it is on.
+Sample AucklandAllDay() {
+    MessageData m = Appointment(u"IPM.Appointment", u"Waitangi Day", u"Paihia", Utc(2011, 2, 5, 11),
+                                Utc(2011, 2, 6, 11), 0, true);
+    // PidLidTimeZoneStruct: bias -720 minutes (UTC = local - 12 h), then the standard and daylight
+    // parts, which the day does not need.
+    std::string zone(48, '\0');
+    const std::uint32_t bias = static_cast<std::uint32_t>(-720);
+    for (int i = 0; i < 4; ++i)
+        zone[static_cast<std::size_t>(i)] = static_cast<char>(bias >> (8 * i));
+    m.props.SetNamed(Named(kPSETID_Appointment, 0x8233), Value::Binary(zone));
+    return {"21-appointment-all-day-auckland.msg", std::move(m)};
+}
+
 // ---- files that are not readable items ----
 
 Msg::Cfb::Storage& AttachmentStorage(Msg::Cfb::Storage& message, int number) {
@@ -529,6 +670,11 @@ std::vector<Sample> Items() {
     items.push_back(Task());
     items.push_back(Journal());
     items.push_back(StickyNote());
+    items.push_back(RealAttachmentsMail());
+    items.push_back(JapaneseAnsiMail());
+    items.push_back(CyrillicInternetOnlyMail());
+    items.push_back(PolishContact());
+    items.push_back(AucklandAllDay());
     return items;
 }
 
@@ -548,16 +694,22 @@ std::vector<CorruptSample> CorruptItems() {
     shortHeader.streams.at("__properties_version1.0").resize(12);
     items.push_back({"bad-property-stream.msg", Msg::Cfb::ToBytes(shortHeader)});
 
+    return items;
+}
+
+std::vector<CorruptSample> DamagedItems() {
+    std::vector<CorruptSample> items;
+    // The second attachment's property stream is gone.
     Msg::Cfb::Storage attachment = Msg::MsgWriter::Build(HtmlMail().message);
     AttachmentStorage(attachment, 1).streams.erase("__properties_version1.0");
-    items.push_back({"bad-attachment.msg", Msg::Cfb::ToBytes(attachment)});
+    items.push_back({"damaged-attachment.msg", Msg::Cfb::ToBytes(attachment)});
 
-    // Readable at open; the attached message is read only when the clip saves it.
+    // The attached message (the fifth attachment) has lost its property stream.
     Msg::Cfb::Storage embedded = Msg::MsgWriter::Build(AttachmentsMail().message);
     AttachmentStorage(embedded, 4)
         .storages.at("__substg1.0_3701000D")
         .streams.erase("__properties_version1.0");
-    items.push_back({"bad-embedded-message.msg", Msg::Cfb::ToBytes(embedded)});
+    items.push_back({"damaged-embedded-message.msg", Msg::Cfb::ToBytes(embedded)});
     return items;
 }
 
@@ -568,8 +720,12 @@ std::vector<std::filesystem::path> Write(const std::filesystem::path& folder, bo
         written.push_back(folder / sample.fileName);
         Msg::MsgWriter::WriteFile(sample.message, written.back());
     }
-    if (corrupt) {
-        for (const CorruptSample& sample : CorruptItems()) {
+    std::vector<CorruptSample> files = DamagedItems();
+    if (corrupt)
+        for (auto& sample : CorruptItems())
+            files.push_back(std::move(sample));
+    {
+        for (const CorruptSample& sample : files) {
             written.push_back(folder / sample.fileName);
             std::ofstream file(written.back(), std::ios::binary | std::ios::trunc);
             file.write(sample.bytes.data(), static_cast<std::streamsize>(sample.bytes.size()));

@@ -26,9 +26,11 @@ struct CorruptSample {
 std::vector<Sample> Items();
 // Files that txclip must refuse with a message naming them.
 std::vector<CorruptSample> CorruptItems();
+// Items with a damaged attachment: each becomes a note without that attachment.
+std::vector<CorruptSample> DamagedItems();
 
-// Writes the items (and the corrupt files when `corrupt`) into `folder`, which is created when
-// missing; returns the paths written, in order. Throws Msg::MsgFileError or
+// Writes the items, the damaged items (and the corrupt files when `corrupt`) into `folder`, which
+// is created when missing; returns the paths written, in order. Throws Msg::MsgFileError or
 // std::filesystem::filesystem_error.
 std::vector<std::filesystem::path> Write(const std::filesystem::path& folder, bool corrupt);
 

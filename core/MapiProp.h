@@ -61,6 +61,7 @@ inline constexpr PropTag kMeetingBusyStatus11 = 0x80120003;
 inline constexpr PropTag kMeetingBusyStatus12And14 = 0x80000003;
 
 // PR_ATTACH_METHOD values.
+inline constexpr std::uint32_t kNO_ATTACHMENT = 0;
 inline constexpr std::uint32_t kATTACH_BY_VALUE = 1;
 inline constexpr std::uint32_t kATTACH_EMBEDDED_MSG = 5;
 inline constexpr std::uint32_t kATTACH_OLE = 6;

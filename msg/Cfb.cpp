@@ -176,6 +176,74 @@ Dir::Status Dir::OpenStorage(std::string_view name, Dir& storage) const {
     return Status::Ok;
 }
 
+Stream::Stream(std::shared_ptr<const Container> container, Owned<GsfInput> input)
+    : container_(std::move(container)), input_(std::move(input)) {
+    const gsf_off_t size = gsf_input_size(input_.get());
+    size_ = size > 0 ? static_cast<std::uint64_t>(size) : 0;
+}
+
+bool Stream::Read(char* buffer, std::size_t count, std::size_t& read) {
+    read = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - position_));
+    if (read == 0)
+        return true;
+    if (gsf_input_seek(input_.get(), static_cast<gsf_off_t>(position_), G_SEEK_SET) ||
+        !gsf_input_read(input_.get(), read, reinterpret_cast<guint8*>(buffer))) {
+        read = 0;
+        return false;
+    }
+    position_ += read;
+    return true;
+}
+
+Dir::Status Dir::OpenStream(std::string_view name, Stream& stream) const {
+    const int index = IndexOf(name);
+    if (index < 0)
+        return Status::Missing;
+    Owned<GsfInput> child = Child(index);
+    if (!child)
+        return Status::Corrupt;
+    if (IsStorage(child.get()))
+        return Status::WrongKind;
+    const gsf_off_t size = gsf_input_size(child.get());
+    if (size < 0 || static_cast<std::uint64_t>(size) > container_->Size())
+        return Status::Corrupt;
+    stream = Stream(container_, std::move(child));
+    return Status::Ok;
+}
+
+Dir::Status Dir::TotalSize(std::uint64_t& size) const {
+    size = 0;
+    std::uint64_t budget = container_->Size();
+    return AddSizes(size, budget, 0);
+}
+
+Dir::Status Dir::AddSizes(std::uint64_t& size, std::uint64_t& budget, int depth) const {
+    if (depth > kMaxDepth)
+        return Status::Corrupt;
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        Owned<GsfInput> child = Child(static_cast<int>(i));
+        if (!child)
+            return Status::Corrupt;
+        if (IsStorage(child.get())) {
+            // Every storage costs at least its directory entry: a cycle runs out of budget.
+            if (budget < 128)
+                return Status::Corrupt;
+            budget -= 128;
+            if (const Status status =
+                    Dir(container_, Share(GSF_INFILE(child.release()))).AddSizes(size, budget, depth + 1);
+                status != Status::Ok)
+                return status;
+            continue;
+        }
+        const gsf_off_t bytes = gsf_input_size(child.get());
+        if (bytes < 0 || static_cast<std::uint64_t>(bytes) > budget)
+            return Status::Corrupt;
+        budget -= static_cast<std::uint64_t>(bytes);
+        size += static_cast<std::uint64_t>(bytes);
+    }
+    return Status::Ok;
+}
+
 Dir::Status Dir::ReadStream(std::string_view name, std::string& bytes) const {
     const int index = IndexOf(name);
     if (index < 0)

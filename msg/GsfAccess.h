@@ -50,6 +50,23 @@ private:
     InfileRef root_;
 };
 
+// One stream of an open container, read in place: its size is known without reading it, and its
+// bytes are read once, by whoever asks for them.
+class Stream {
+public:
+    Stream() = default;
+    Stream(std::shared_ptr<const Container> container, Owned<GsfInput> input);
+    std::uint64_t Size() const { return size_; }
+    // Up to `count` bytes from the current position; false when the stream is broken there.
+    bool Read(char* buffer, std::size_t count, std::size_t& read);
+
+private:
+    std::shared_ptr<const Container> container_; // keeps the file open
+    Owned<GsfInput> input_;
+    std::uint64_t size_ = 0;
+    std::uint64_t position_ = 0;
+};
+
 // A storage inside an open container.
 class Dir {
 public:
@@ -66,6 +83,11 @@ public:
     Status OpenStorage(std::string_view name, Dir& storage) const;
     // The whole stream; a stream larger than the file is Corrupt.
     Status ReadStream(std::string_view name, std::string& bytes) const;
+    // The stream for reading in place; a stream larger than the file is Corrupt.
+    Status OpenStream(std::string_view name, Stream& stream) const;
+    // The bytes of every stream below this storage, as a store counts a stored object's size,
+    // without reading them. Corrupt when an entry is broken or the tree nests like a cycle.
+    Status TotalSize(std::uint64_t& size) const;
     // Copies this storage with everything below it. Throws MsgFileError when the copy would hold
     // more bytes than the file, or nests deeper than compound files ever do (a directory cycle).
     Cfb::Storage Copy() const;
@@ -74,6 +96,7 @@ private:
     int IndexOf(std::string_view name) const;
     Owned<GsfInput> Child(int index) const;
     void CopyInto(Cfb::Storage& out, std::uint64_t& budget, int depth) const;
+    Status AddSizes(std::uint64_t& size, std::uint64_t& budget, int depth) const;
 
     std::shared_ptr<const Container> container_;
     InfileRef infile_;

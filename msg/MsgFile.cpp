@@ -4,8 +4,10 @@
 
 #include "core/CodePage.h"
 #include "core/Format.h"
+#include "core/Log.h"
 #include "core/Utf.h"
 #include "msg/MsgReader.h"
+#include "msg/StoreCodePage.h"
 
 namespace Tessarix::Msg {
 
@@ -90,16 +92,33 @@ std::shared_ptr<const NameMap> ReadNames(const Gsf::Dir& root) {
     return names;
 }
 
-std::uint32_t ChooseCodePage(const std::map<PropTag, Entry>& entries, std::uint32_t fallback) {
-    for (const PropTag tag : {kPR_MESSAGE_CODEPAGE, Mapi::kPR_INTERNET_CPID}) {
-        const auto found = entries.find(tag);
-        if (found == entries.end())
-            continue;
-        const std::uint32_t codePage = ReadLe32(found->second.field.data());
-        if (CodePage::IsSupported(codePage))
-            return codePage;
+std::optional<std::uint32_t> StoredLong(const std::map<PropTag, Entry>& entries, PropTag tag) {
+    const auto found = entries.find(tag);
+    if (found == entries.end())
+        return std::nullopt;
+    return ReadLe32(found->second.field.data());
+}
+
+// The code page of a message's 8-bit strings: its own PR_MESSAGE_CODEPAGE (0 means "the
+// folder's", which a file does not have), else its locale's ANSI code page, else the message
+// that holds it (same store), else the ANSI code page of its body's Internet code page, else 1252.
+std::uint32_t ChooseCodePage(const std::map<PropTag, Entry>& entries, std::optional<std::uint32_t> parent) {
+    const auto usable = [](std::optional<std::uint32_t> codePage) {
+        return codePage && *codePage != 0 && CodePage::IsSupported(*codePage);
+    };
+    if (const auto own = StoredLong(entries, kPR_MESSAGE_CODEPAGE); usable(own))
+        return *own;
+    if (const auto locale = StoredLong(entries, kPR_MESSAGE_LOCALE_ID)) {
+        if (const auto ansi = AnsiCodePageOfLocale(*locale); usable(ansi))
+            return *ansi;
     }
-    return fallback;
+    if (parent)
+        return *parent;
+    if (const auto internet = StoredLong(entries, Mapi::kPR_INTERNET_CPID)) {
+        if (const auto ansi = AnsiCodePageOfInternetCodePage(*internet); usable(ansi))
+            return *ansi;
+    }
+    return 1252;
 }
 
 } // namespace
@@ -135,21 +154,107 @@ struct MessageReader {
         return storage;
     }
 
+    // An attachment as a store shows it. One whose storage is broken costs that attachment only:
+    // it is kept without properties (so it holds its place in the list), answers no data, and a
+    // Warning names it.
+    static std::shared_ptr<PropStorage> ReadAttachment(const std::shared_ptr<const FileContext>& file,
+                                                       const Gsf::Dir& parent, const std::string& name,
+                                                       const std::u16string& where, std::uint32_t number) {
+        std::shared_ptr<PropStorage> props;
+        std::u16string damage;
+        Gsf::Dir sub;
+        if (parent.OpenStorage(name, sub) != Gsf::Dir::Status::Ok) {
+            damage = u"its storage cannot be read";
+        } else {
+            try {
+                props = ReadStorage(file, std::move(sub), MsgProps::Kind::Attachment, where);
+                damage = ComputeAttachmentDefaults(*props);
+            } catch (const MsgFileError& e) {
+                damage = e.GetMessage().substr(file->container->Name().size() + 2);
+            }
+        }
+        if (!damage.empty()) {
+            Log().Warning(detail::LogLiteral(file->container->Name() + u": " + damage +
+                                             u"; the attachment is left out"));
+            props = std::make_shared<PropStorage>();
+            props->file = file;
+            props->kind = MsgProps::Kind::Attachment;
+            props->where = where;
+            props->computed = {{Mapi::kPR_ATTACH_METHOD, Mapi::kNO_ATTACHMENT}, {Mapi::kPR_ATTACH_SIZE, 0}};
+        }
+        props->computed.emplace(kPR_ATTACH_NUM, number);
+        props->computed.emplace(Mapi::kPR_RENDERING_POSITION, 0xFFFFFFFFu);
+        props->computed.emplace(kPR_ATTACH_FLAGS, 0);
+        return props;
+    }
+
+    // The method and size that a store reports, from the data the attachment holds; the damage
+    // found, or empty.
+    static std::u16string ComputeAttachmentDefaults(PropStorage& props) {
+        const auto stored = [&](PropTag tag) {
+            return props.entries.count(tag) != 0;
+        };
+        const std::u16string& where = props.where;
+        std::uint32_t method = Mapi::kNO_ATTACHMENT;
+        std::uint64_t size = 0;
+        const auto storedMethod =
+            stored(Mapi::kPR_ATTACH_METHOD)
+                ? std::optional(ReadLe32(props.entries.at(Mapi::kPR_ATTACH_METHOD).field.data()))
+                : std::nullopt;
+        if (storedMethod == Mapi::kATTACH_EMBEDDED_MSG && !stored(detail::kPR_ATTACH_DATA_OBJ))
+            return where + u": the attached message is missing";
+        if (stored(Mapi::kPR_ATTACH_DATA_BIN)) {
+            method = Mapi::kATTACH_BY_VALUE;
+            Gsf::Stream data;
+            const auto status =
+                props.dir.OpenStream(detail::ValueStreamName(Mapi::kPR_ATTACH_DATA_BIN), data);
+            if (status == Gsf::Dir::Status::Corrupt)
+                return where + u": its data stream is broken";
+            size = data.Size();
+        } else if (stored(detail::kPR_ATTACH_DATA_OBJ)) {
+            Gsf::Dir object;
+            if (props.dir.OpenStorage(detail::ValueStreamName(detail::kPR_ATTACH_DATA_OBJ), object) !=
+                Gsf::Dir::Status::Ok)
+                return where + u": its object storage cannot be read";
+            // A message storage has a property stream; any other object is an OLE object.
+            const bool message = object.Has(detail::kPropertyStream);
+            method = message ? Mapi::kATTACH_EMBEDDED_MSG : Mapi::kATTACH_OLE;
+            if (object.TotalSize(size) != Gsf::Dir::Status::Ok)
+                return where + u": its object storage is broken";
+            if (storedMethod.value_or(method) == Mapi::kATTACH_EMBEDDED_MSG) {
+                std::string header;
+                if (object.ReadStream(detail::kPropertyStream, header) != Gsf::Dir::Status::Ok ||
+                    header.size() < detail::HeaderSize(MsgProps::Kind::EmbeddedMessage))
+                    return where + u": the attached message cannot be read";
+            }
+        }
+        props.computed.emplace(Mapi::kPR_ATTACH_METHOD, method);
+        props.computed.emplace(Mapi::kPR_ATTACH_SIZE,
+                               static_cast<std::uint32_t>(std::min<std::uint64_t>(size, 0xFFFFFFFFu)));
+        return {};
+    }
+
     static MessagePtr ReadMessage(const std::shared_ptr<const FileContext>& file, Gsf::Dir dir, int depth,
-                                  std::uint32_t parentCodePage, const std::u16string& where) {
+                                  std::optional<std::uint32_t> parentCodePage, const std::u16string& where) {
         const auto kind = depth == 0 ? MsgProps::Kind::Message : MsgProps::Kind::EmbeddedMessage;
         auto storage = ReadStorage(file, dir, kind, where);
         storage->codePage = ChooseCodePage(storage->entries, parentCodePage);
+        // A store knows the Internet code page of every body it holds; a file may not say it.
+        std::optional<std::uint32_t> declared;
+        if (Gsf::Stream html;
+            storage->dir.OpenStream(detail::ValueStreamName(Mapi::kPR_HTML), html) == Gsf::Dir::Status::Ok) {
+            std::string head(1024, '\0');
+            std::size_t read = 0;
+            if (html.Read(head.data(), head.size(), read))
+                declared = DeclaredCodePage(std::string_view(head).substr(0, read));
+        }
+        storage->computed.emplace(Mapi::kPR_INTERNET_CPID, declared.value_or(storage->codePage));
         const std::uint32_t codePage = storage->codePage;
         auto message = std::make_shared<MsgMessage>(file, std::make_shared<MsgProps>(storage), depth);
         const std::u16string prefix = depth == 0 ? std::u16string() : where + u", ";
 
         for (const auto& [number, name] : Numbered(dir, detail::kAttachPrefix)) {
-            const std::u16string here = prefix + Format(u"attachment %u", number);
-            Gsf::Dir sub;
-            if (dir.OpenStorage(name, sub) != Gsf::Dir::Status::Ok)
-                file->container->Fail(here + u": its storage cannot be read");
-            auto props = ReadStorage(file, std::move(sub), MsgProps::Kind::Attachment, here);
+            auto props = ReadAttachment(file, dir, name, prefix + Format(u"attachment %u", number), number);
             props->codePage = codePage;
             message->attachments_.push_back(
                 std::make_shared<MsgAttachment>(file, std::make_shared<MsgProps>(props), number, depth));
@@ -171,7 +276,7 @@ struct MessageReader {
         file->container = container;
         file->root = Gsf::Dir(container, container->Root());
         file->names = ReadNames(file->root);
-        return ReadMessage(file, file->root, 0, 1252, u"message");
+        return ReadMessage(file, file->root, 0, std::nullopt, u"message");
     }
 };
 

@@ -133,18 +133,65 @@ Getter Flag(Source source) {
     };
 }
 
-// `local`: the property already holds local time (task dates).
-Getter Date(std::vector<Source> sources, bool local = false) {
-    return [sources, local](const MsgMessage& m, Value& out) {
+// How a stored date becomes the date the host shows.
+enum class Stored {
+    Instant,  // a UTC instant, shown in the local time zone
+    Local,    // local time stored as it is (task dates, a contact's local birthday)
+    LocalDay, // the UTC instant of a local midnight in the item writer's zone: a calendar day
+};
+
+struct DateSource {
+    Source source;
+    Stored stored = Stored::Instant;
+};
+
+std::optional<AutomationDate> Convert(FileTime time, Stored stored, std::optional<std::int32_t> writerBias) {
+    switch (stored) {
+    case Stored::Local:
+        return LocalFileTimeToAutomationDate(time);
+    case Stored::LocalDay:
+        return WritersDay(time, writerBias);
+    default:
+        return ToAutomationDate(time);
+    }
+}
+
+// The UTC bias in minutes (UTC = local + bias) of the zone an appointment was written in.
+std::optional<std::int32_t> WriterBias(const MsgProps& props) {
+    const auto zone = Read(props, Named(kPSETID_Appointment, 0x8233), kPT_BINARY); // PidLidTimeZoneStruct
+    const auto bytes = zone ? zone->AsBinary() : std::nullopt;
+    if (!bytes || bytes->size() < 4)
+        return std::nullopt;
+    return static_cast<std::int32_t>(ReadLe32(bytes->data()));
+}
+
+Getter Date(std::vector<DateSource> sources) {
+    return [sources](const MsgMessage& m, Value& out) {
         out = EmptyDate();
-        for (const auto& source : sources) {
+        for (const auto& [source, stored] : sources) {
             const auto value = Read(*m.Props(), source, kPT_SYSTIME);
             if (!value)
                 continue;
-            const FileTime time = value->AsTime().value_or(FileTime{});
-            if (local)
-                out = LocalFileTimeToAutomationDate(time);
-            else if (const auto date = ToAutomationDate(time))
+            if (const auto date = Convert(value->AsTime().value_or(FileTime{}), stored, std::nullopt))
+                out = *date;
+            break;
+        }
+        return kS_OK;
+    };
+}
+
+// An appointment's start or end: an instant, or for an all-day event the writer's calendar day.
+Getter EventTime(std::vector<Source> sources) {
+    return [sources](const MsgMessage& m, Value& out) {
+        const MsgProps& props = *m.Props();
+        const auto allDay = Read(props, Named(kPSETID_Appointment, 0x8215), kPT_BOOLEAN);
+        const Stored stored = allDay && allDay->AsBool().value_or(false) ? Stored::LocalDay : Stored::Instant;
+        out = EmptyDate();
+        for (const auto& source : sources) {
+            const auto value = Read(props, source, kPT_SYSTIME);
+            if (!value)
+                continue;
+            if (const auto date = Convert(value->AsTime().value_or(FileTime{}), stored, WriterBias(props)))
                 out = *date;
             break;
         }
@@ -463,7 +510,7 @@ const std::map<std::u16string_view, Getter>& Names() {
         n[u"HTMLBody"] = HtmlBody;
         n[u"Importance"] = Long(Tag(0x00170003), 1);
         n[u"Categories"] = Texts(Named(kPS_PUBLIC_STRINGS, u"Keywords"), u", ");
-        n[u"CreationTime"] = Date({Tag(0x30070040)});
+        n[u"CreationTime"] = Date({{Tag(0x30070040)}});
         n[u"Companies"] = Texts(Named(C, 0x8539), u"; ");
         n[u"Mileage"] = Text(Named(C, 0x8534));
         n[u"BillingInformation"] = Text(Named(C, 0x8535));
@@ -474,20 +521,22 @@ const std::map<std::u16string_view, Getter>& Names() {
         n[u"CC"] = Recipients(0x0E03001F, 2);
         n[u"BCC"] = Recipients(0x0E02001F, 3);
         n[u"Sent"] = Sent;
-        n[u"SentOn"] = Date({Tag(0x00390040)});
+        n[u"SentOn"] = Date({{Tag(0x00390040)}});
         // Appointment.
         n[u"Location"] = Text(Named(kPSETID_Appointment, 0x8208));
-        n[u"Start"] = Date({Named(kPSETID_Appointment, 0x820D), Named(kPSETID_Log, 0x8706), Tag(0x00600040)});
-        n[u"End"] = Date({Named(kPSETID_Appointment, 0x820E), Named(kPSETID_Log, 0x8708), Tag(0x00610040)});
+        n[u"Start"] =
+            EventTime({Named(kPSETID_Appointment, 0x820D), Named(kPSETID_Log, 0x8706), Tag(0x00600040)});
+        n[u"End"] =
+            EventTime({Named(kPSETID_Appointment, 0x820E), Named(kPSETID_Log, 0x8708), Tag(0x00610040)});
         n[u"BusyStatus"] = Long(Named(kPSETID_Appointment, 0x8205));
         n[u"AllDayEvent"] = Flag(Named(kPSETID_Appointment, 0x8215));
         n[u"RequiredAttendees"] = Recipients(0x0E04001F, 1);
         // Task.
         n[u"Owner"] = Text(Named(T, 0x811F));
         n[u"Complete"] = Flag(Named(T, 0x811C));
-        n[u"StartDate"] = Date({Named(T, 0x8104)}, true);
-        n[u"DueDate"] = Date({Named(T, 0x8105)}, true);
-        n[u"DateCompleted"] = Date({Named(T, 0x810F)}); // local midnight, stored as UTC
+        n[u"StartDate"] = Date({{Named(T, 0x8104), Stored::Local}});
+        n[u"DueDate"] = Date({{Named(T, 0x8105), Stored::Local}});
+        n[u"DateCompleted"] = Date({{Named(T, 0x810F), Stored::LocalDay}});
         n[u"ActualWork"] = Long(Named(T, 0x8110));
         n[u"TotalWork"] = Long(Named(T, 0x8111));
         n[u"ContactNames"] = Texts(Named(C, 0x853A), u"; ");
@@ -521,8 +570,9 @@ const std::map<std::u16string_view, Getter>& Names() {
         n[u"OtherAddress"] = Text(Named(A, 0x801C));
         n[u"OtherAddressPostOfficeBox"] = Text(Tag(0x3A64001F));
         n[u"BusinessHomePage"] = Text(Tag(0x3A51001F));
-        n[u"Birthday"] = Date({Tag(0x3A420040)});
-        n[u"Anniversary"] = Date({Tag(0x3A410040)});
+        // PidLidBirthdayLocal and PidLidWeddingAnniversaryLocal hold the day as the writer saw it.
+        n[u"Birthday"] = Date({{Named(A, 0x80DE), Stored::Local}, {Tag(0x3A420040), Stored::LocalDay}});
+        n[u"Anniversary"] = Date({{Named(A, 0x80DF), Stored::Local}, {Tag(0x3A410040), Stored::LocalDay}});
         n[u"Department"] = Text(Tag(0x3A18001F));
         n[u"HomeFaxNumber"] = Text(Tag(0x3A25001F));
         n[u"ISDNNumber"] = Text(Tag(0x3A2D001F));
@@ -577,6 +627,34 @@ std::optional<AutomationDate> ToAutomationDate(FileTime utc) {
     const double seconds =
         local->hour * 3600.0 + local->minute * 60.0 + local->second + local->milliseconds / 1000.0;
     return AutomationDate{days + seconds / 86400.0};
+}
+
+std::optional<AutomationDate> WritersDay(FileTime utc, std::optional<std::int32_t> writerBias) {
+    constexpr std::uint64_t kTicksPerDay = 864000000000;
+    constexpr std::uint64_t kTicksPerHour = 36000000000;
+    const std::uint64_t ticks = utc.Ticks();
+    if (ticks >= (std::uint64_t{1} << 63))
+        return std::nullopt;
+    // Local midnights lie between UTC-12 and UTC+14: at a UTC time of day up to 12:00 west of
+    // Greenwich (the same UTC day), from 10:00 east of it (the next day).
+    const std::uint64_t timeOfDay = ticks % kTicksPerDay;
+    const bool west = timeOfDay <= 12 * kTicksPerHour;
+    const bool east = timeOfDay >= 10 * kTicksPerHour;
+    bool next = east && !west;
+    if (east && west) {
+        if (writerBias) {
+            next = *writerBias < 0;
+        } else if (const auto local = Platform::FileTimeToLocalTime(utc)) {
+            // Unknown writer: take the reader's side of the date line, as the host would.
+            const std::int64_t localDays = DaysFromCivil(local->year, static_cast<unsigned>(local->month),
+                                                         static_cast<unsigned>(local->day));
+            const std::int64_t utcDays =
+                static_cast<std::int64_t>(ticks / kTicksPerDay) + DaysFromCivil(1601, 1, 1);
+            next = localDays > utcDays || (localDays == utcDays && local->hour * kTicksPerHour > timeOfDay);
+        }
+    }
+    const std::int64_t days = static_cast<std::int64_t>(ticks / kTicksPerDay) + (next ? 1 : 0);
+    return AutomationDate{static_cast<double>(days - (kOleEpoch - DaysFromCivil(1601, 1, 1)))};
 }
 
 AutomationDate LocalFileTimeToAutomationDate(FileTime local) {

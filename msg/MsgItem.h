@@ -42,5 +42,10 @@ private:
 std::optional<AutomationDate> ToAutomationDate(FileTime utc);
 // The same for a file time that already holds local time.
 AutomationDate LocalFileTimeToAutomationDate(FileTime local);
+// The calendar day whose local midnight, in the zone the item was written in, is `utc` (birthdays,
+// all-day events, completion dates). `writerBias` (UTC = local + bias, minutes) settles the
+// hours that a zone on either side of the date line could have written; without it the local
+// zone decides.
+std::optional<AutomationDate> WritersDay(FileTime utc, std::optional<std::int32_t> writerBias);
 
 } // namespace Tessarix::Msg

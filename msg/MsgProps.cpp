@@ -82,14 +82,38 @@ private:
     std::size_t position_ = 0;
 };
 
+// A stream read in place: asking its size reads nothing, and its bytes are read once.
+class FileStream final : public Mapi::IPropStream {
+public:
+    FileStream(Gsf::Stream stream, std::u16string where)
+        : stream_(std::move(stream)), where_(std::move(where)) {}
+    HResult Size(std::uint64_t& size) override {
+        size = stream_.Size();
+        return kS_OK;
+    }
+    HResult Read(char* buffer, std::uint32_t count, std::uint32_t& read) override {
+        std::size_t done = 0;
+        const bool ok = stream_.Read(buffer, count, done);
+        read = static_cast<std::uint32_t>(done);
+        if (ok)
+            return kS_OK;
+        Log().Warning(detail::LogLiteral(where_ + u": a stream is broken"));
+        return kMAPI_E_CORRUPT_DATA;
+    }
+
+private:
+    Gsf::Stream stream_;
+    std::u16string where_;
+};
+
 class StorageAdapter final : public Mapi::IPropStorage {
 public:
-    explicit StorageAdapter(Gsf::Dir dir) : dir_(std::move(dir)) {}
+    StorageAdapter(Gsf::Dir dir, std::u16string where) : dir_(std::move(dir)), where_(std::move(where)) {}
     HResult OpenStream(std::u16string_view name, std::shared_ptr<Mapi::IPropStream>& stream) override {
-        std::string bytes;
-        switch (dir_.ReadStream(ToUtf8(name), bytes)) {
+        Gsf::Stream opened;
+        switch (dir_.OpenStream(ToUtf8(name), opened)) {
         case Gsf::Dir::Status::Ok:
-            stream = std::make_shared<MemoryStream>(std::move(bytes));
+            stream = std::make_shared<FileStream>(std::move(opened), where_);
             return kS_OK;
         case Gsf::Dir::Status::Corrupt:
             return kSTG_E_DOCFILECORRUPT;
@@ -100,6 +124,7 @@ public:
 
 private:
     Gsf::Dir dir_;
+    std::u16string where_;
 };
 
 HResult StatusToResult(Gsf::Dir::Status status) {
@@ -163,8 +188,13 @@ const NamedProperty* MsgProps::NameOf(std::uint16_t id) const {
 
 HResult MsgProps::GetValue(PropTag tag, Value& value) const {
     const auto found = storage_->entries.find(tag);
-    if (found == storage_->entries.end())
-        return kMAPI_E_NOT_FOUND;
+    if (found == storage_->entries.end()) {
+        const auto computed = storage_->computed.find(tag);
+        if (computed == storage_->computed.end())
+            return kMAPI_E_NOT_FOUND;
+        value = Value::Long(computed->second);
+        return kS_OK;
+    }
     const std::uint16_t type = PropType(tag);
     const Gsf::Dir& dir = storage_->dir;
     switch (LayoutOf(type)) {
@@ -268,15 +298,23 @@ HResult MsgProps::OpenStream(PropTag tag, std::shared_ptr<Mapi::IPropStream>& st
     const std::uint16_t storedType = PropType(stored);
     if (LayoutOf(storedType) != Layout::Stream || storedType == kPT_OBJECT)
         return kE_NOINTERFACE;
-    std::string bytes;
-    if (const HResult hr = StatusToResult(storage_->dir.ReadStream(detail::ValueStreamName(stored), bytes));
-        Failed(hr))
-        return hr;
     if (stored != tag && storedType == kPT_UNICODE) {
+        std::string bytes;
+        if (const HResult hr =
+                StatusToResult(storage_->dir.ReadStream(detail::ValueStreamName(stored), bytes));
+            Failed(hr))
+            return hr;
         TrimTerminators(bytes, 2);
-        bytes = CodePage::FromWide(FromUtf16Le(bytes), CodePage());
+        stream = std::make_shared<MemoryStream>(CodePage::FromWide(FromUtf16Le(bytes), CodePage()));
+        return kS_OK;
     }
-    stream = std::make_shared<MemoryStream>(std::move(bytes));
+    Gsf::Stream opened;
+    if (const HResult hr = StatusToResult(storage_->dir.OpenStream(detail::ValueStreamName(stored), opened));
+        Failed(hr)) {
+        Log().Warning(detail::LogLiteral(FileName() + u" (" + Where() + u"): a property stream is broken"));
+        return hr;
+    }
+    stream = std::make_shared<FileStream>(std::move(opened), FileName() + u" (" + Where() + u")");
     return kS_OK;
 }
 
@@ -288,7 +326,7 @@ HResult MsgProps::OpenStorage(PropTag tag, std::shared_ptr<Mapi::IPropStorage>& 
     Gsf::Dir dir;
     switch (storage_->dir.OpenStorage(detail::ValueStreamName(tag), dir)) {
     case Gsf::Dir::Status::Ok:
-        storage = std::make_shared<StorageAdapter>(std::move(dir));
+        storage = std::make_shared<StorageAdapter>(std::move(dir), FileName() + u" (" + Where() + u")");
         return kS_OK;
     case Gsf::Dir::Status::Missing:
         return kMAPI_E_NOT_FOUND;

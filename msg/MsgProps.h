@@ -23,6 +23,9 @@ inline constexpr HResult kSTG_E_FILENOTFOUND = HResultFrom(0x80030002u);
 inline constexpr HResult kSTG_E_DOCFILECORRUPT = HResultFrom(0x80030109u);
 
 inline constexpr PropTag kPR_MESSAGE_CODEPAGE = 0x3FFD0003;
+inline constexpr PropTag kPR_MESSAGE_LOCALE_ID = 0x3FF10003;
+inline constexpr PropTag kPR_ATTACH_NUM = 0x0E210003;
+inline constexpr PropTag kPR_ATTACH_FLAGS = 0x37140003;
 
 namespace detail {
 struct PropStorage; // the parsed storage (msg/MsgReader.h)
@@ -50,7 +53,8 @@ public:
     HResult WrapCompressedRtf(Mapi::IPropStream& compressed, std::uint32_t codePage,
                               Mapi::NativeBody& body) override;
 
-    // The value of exactly `tag`, typed as stored.
+    // The value of exactly `tag`, typed as stored; where an attachment stores none of its method,
+    // size, number, rendering position or flags, what a store would answer.
     HResult GetValue(PropTag tag, Value& value) const;
     bool Has(PropTag tag) const;
     // Every stored tag, in ascending order.
@@ -61,8 +65,9 @@ public:
     std::optional<PropTag> NamedTag(const NamedProperty& name, std::uint16_t type) const;
     // The name of a stored property id of 0x8000 and above.
     const NamedProperty* NameOf(std::uint16_t id) const;
-    // The code page of 8-bit strings: PR_MESSAGE_CODEPAGE, else PR_INTERNET_CPID, else the
-    // enclosing message's (1252 at the top).
+    // The code page of 8-bit strings (docs/msg-format.md): PR_MESSAGE_CODEPAGE, else the message
+    // locale's ANSI code page, else the enclosing message's, else the one that writes the script
+    // of PR_INTERNET_CPID, else 1252. Recipients and attachments use their message's.
     std::uint32_t CodePage() const;
     Kind ObjectKind() const;
     // The file and the object's place in it, as error messages name them.

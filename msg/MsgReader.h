@@ -51,6 +51,9 @@ struct PropStorage {
     MsgProps::Kind kind = MsgProps::Kind::Message;
     std::u16string where; // "message", "attachment 1", "attachment 1, embedded message", ...
     std::map<PropTag, Entry> entries;
+    // What a store answers for properties that a saved file may lack (an attachment's size,
+    // method, number, ...): read where nothing is stored.
+    std::map<PropTag, std::uint32_t> computed;
     std::uint32_t codePage = 1252;
 };
 

@@ -296,11 +296,109 @@ TEST_F(TxClipItems, EverySampleInOneClipInTheOrderGiven) {
     ASSERT_EQ(notes.size(), items.size());
     EXPECT_EQ(notes.front().title, "Quarterly numbers");
     EXPECT_EQ(notes[9].title, "Dana Scully");
-    EXPECT_EQ(notes.back().title, "Buy milk");
+    EXPECT_EQ(notes.back().title, "Waitangi Day");
     // Items without a creation time of their own are stamped with the time of the clip, in UTC.
     for (const auto& note : notes)
         EXPECT_TRUE(note.created.size() == 24 && note.created[10] == 'T' && note.created.ends_with("Z"))
             << note.created;
+}
+
+// Attachments as real files carry them: no sizes, no method, names and tags as mail programs
+// store them, a packaged file, an attached message without its size.
+TEST_F(TxClipItems, RealAttachmentsBecomeTheResourcesTheItemShows) {
+    const ExportNote note = ClipOne("17-mail-real-attachments.msg");
+    EXPECT_EQ(After(note.Unstyled(), "<BODY"),
+              "<BODY><P>The view: <IMG src=\"cid:view.png@01D2\" /></P></BODY>");
+    ASSERT_EQ(note.resources.size(), 5u);
+    // The content id without its angle brackets, the type without its parameters.
+    EXPECT_EQ(note.resources[0].sourceUrl, "cid:view.png@01D2");
+    EXPECT_EQ(note.resources[0].mime, "image/png");
+    EXPECT_EQ(note.resources[0].data, Cli::Samples::PngPixel());
+    const std::pair<const char*, std::string> files[] = {
+        {"itinerary for the trip.txt", "Day 1: Lisbon\n"},
+        {"Boarding pass", "%PDF-1.4 boarding\n%%EOF\n"},
+        {"budget.csv", "item;cost\nhotel;420\n"},
+    };
+    for (std::size_t i = 0; i < std::size(files); ++i) {
+        EXPECT_EQ(note.resources[i + 1].sourceUrl,
+                  std::string("file:///C:/Outlook/Attachments/") + files[i].first);
+        EXPECT_EQ(note.resources[i + 1].data, files[i].second);
+    }
+    EXPECT_EQ(note.resources[4].sourceUrl, "file:///C:/Outlook/Attachments/Hotel booking");
+    const auto booking = Msg::MsgMessage::OpenBytes(note.resources[4].data, u"Hotel booking");
+    EXPECT_EQ(booking->Props()->String(0x0037001F), u"Hotel booking");
+}
+
+// 8-bit strings in the code page of the store that wrote them, found from the locale, or from the
+// script of the body's Internet code page; the HTML body in its own.
+TEST_F(TxClipItems, EightBitItemsWithoutACodePageReadInTheirWritersCodePage) {
+    const auto notes =
+        ReadExport(ClipToFile({Sample("18-mail-ansi-locale-ja.msg"), Sample("19-mail-ansi-koi8.msg"),
+                               Sample("20-contact-ansi-pl.msg")}));
+    ASSERT_EQ(notes.size(), 3u);
+    EXPECT_EQ(notes[0].title, "\xE5\x87\xBA\xE5\xBC\xB5\xE3\x81\xAE\xE4\xBA\x88\xE5\xAE\x9A");
+    EXPECT_EQ(notes[0].Attribute("author"), "\xE4\xBD\x90\xE8\x97\xA4\xE8\x8A\xB1\xE5\xAD\x90");
+    EXPECT_NE(notes[0].content.find("<b>To:</b> \xE7\x94\xB0\xE4\xB8\xAD\xE4\xB8\x80\xE9\x83\x8E<br/>"),
+              std::string::npos);
+    EXPECT_EQ(After(notes[0].Unstyled(), "<BODY"),
+              "<BODY><P>\xE6\x9D\xA5\xE9\x80\xB1\xE3\x81\xAF\xE5\xA4\xA7\xE9\x98\xAA\xE3\x81\xA7\xE3\x81\x99"
+              "\xE3\x80\x82</P></BODY>");
+
+    EXPECT_EQ(notes[1].title, "\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82");
+    EXPECT_EQ(notes[1].Attribute("author"), "\xD0\x9E\xD0\xBB\xD0\xB5\xD0\xB3");
+
+    EXPECT_EQ(notes[2].title, "Wojciech \xC5\x81\xC4\x85\x63ki");
+    EXPECT_NE(
+        notes[2].content.find("<tr><td>Company:</td><td>\xC5\xBB\xC3\xB3\xC5\x82w Sp. z o.o.</td></tr>"),
+        std::string::npos)
+        << notes[2].content;
+}
+
+// Calendar days stored as the UTC instants of another zone's midnights show the writer's day
+// wherever txclip runs.
+TEST_F(TxClipItems, CalendarDaysAreTheWritersInEveryTimeZone) {
+    for (const char* zone : {"UTC", "Pacific/Auckland", "America/Los_Angeles", "Asia/Kolkata"}) {
+        SCOPED_TRACE(zone);
+        const std::string output = (out_ / "clip.xml").string();
+        const RunResult result = Run(
+            {Sample("20-contact-ansi-pl.msg"), Sample("21-appointment-all-day-auckland.msg"), "-o", output},
+            {{{"TZ", zone}}});
+        ExpectCleanExit(result);
+        ASSERT_EQ(result.status, 0) << result.err;
+        const auto notes = ReadExport(ReadFileBytes(output));
+        ASSERT_EQ(notes.size(), 2u);
+        EXPECT_NE(notes[0].content.find("<tr><td>Birthday:</td><td>7/15/1980</td></tr>"), std::string::npos)
+            << notes[0].content;
+        EXPECT_NE(notes[0].content.find("<tr><td>Anniversary:</td><td>6/18/2005</td></tr>"),
+                  std::string::npos);
+        EXPECT_NE(notes[1].content.find("<b>Start Date:</b> 2/6/2011<br/><b>End Date:</b> 2/7/2011<br/>"),
+                  std::string::npos)
+            << notes[1].content;
+    }
+}
+
+// A damaged attachment costs that attachment, named in the log; the rest of the item is clipped.
+TEST_F(TxClipItems, ADamagedAttachmentIsLeftOutAndNamed) {
+    const auto notes = ReadExport(
+        ClipToFile({CorruptSample("damaged-attachment.msg"), CorruptSample("damaged-embedded-message.msg")}));
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_EQ(notes[0].title, "Agenda for Monday");
+    ASSERT_EQ(notes[0].resources.size(), 1u);
+    EXPECT_EQ(notes[0].resources[0].sourceUrl, "cid:logo.png@01D1A2B3");
+    std::vector<std::string> urls;
+    for (const auto& resource : notes[1].resources)
+        urls.push_back(resource.sourceUrl);
+    EXPECT_EQ(urls, (std::vector<std::string>{"file:///C:/Outlook/Attachments/report.pdf",
+                                              "file:///C:/Outlook/Attachments/drawing.ole", "cid:pixel@tx"}));
+    std::string log;
+    for (const auto& name : Entries(LogFolder()))
+        if (name.starts_with("OLClipper"))
+            log += ReadFileBytes(LogFolder() / name);
+    for (const char* line :
+         {"damaged-attachment.msg: attachment 1: no property stream; the attachment is left out",
+          "damaged-embedded-message.msg: attachment 4: the attached message cannot be read; "
+          "the attachment is left out"})
+        EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
 }
 
 TEST_F(TxClipItems, ADamagedRtfBodyFallsBackToTheHtmlBody) {

@@ -202,7 +202,10 @@ std::string TxClipTest::Item(const Msg::MessageData& message, const std::string&
 }
 
 std::string TxClipTest::CorruptSample(const std::string& fileName) {
-    for (const auto& sample : Cli::Samples::CorruptItems())
+    auto files = Cli::Samples::CorruptItems();
+    for (auto& damaged : Cli::Samples::DamagedItems())
+        files.push_back(std::move(damaged));
+    for (const auto& sample : files)
         if (sample.fileName == fileName) {
             WriteFileBytes(items_ / fileName, sample.bytes);
             return (items_ / fileName).string();

@@ -105,7 +105,7 @@ TEST(MsgCorrupt, PropertyStreamsWithBadSizesAndTypes) {
     EXPECT_EQ(Global::GetStringProperty(shared.get(), MakeTag(0x6603, kPT_UNICODE), u"default"), u"default");
 }
 
-TEST(MsgCorrupt, BrokenObjectsNameWhereTheyAre) {
+TEST(MsgCorrupt, ABrokenMessageFailsABrokenAttachmentIsLeftOut) {
     MessageData message = Mail(u"x");
     message.attachments.push_back(FileAttachment(u"a", "a"));
     message.attachments.push_back(Attached(Mail(u"inner"), u"inner"));
@@ -115,22 +115,30 @@ TEST(MsgCorrupt, BrokenObjectsNameWhereTheyAre) {
     EXPECT_EQ(ErrorOf(Cfb::ToBytes(shortHeader)),
               "broken.msg: message: the property stream is shorter than its header");
 
+    // A broken attachment costs that attachment only: it keeps its place, without properties or data.
+    const auto damaged = [](Cfb::Storage tree) {
+        const MessagePtr read = MsgMessage::OpenBytes(Cfb::ToBytes(tree), u"broken.msg");
+        EXPECT_EQ(read->Attachments().size(), 2u);
+        return read;
+    };
     Cfb::Storage noAttachmentProps = MsgWriter::Build(message);
     noAttachmentProps.storages.at("__attach_version1.0_#00000000").streams.erase("__properties_version1.0");
-    EXPECT_EQ(ErrorOf(Cfb::ToBytes(noAttachmentProps)), "broken.msg: attachment 0: no property stream");
-
     Cfb::Storage noInner = MsgWriter::Build(message);
     noInner.storages.at("__attach_version1.0_#00000001").storages.erase("__substg1.0_3701000D");
-    EXPECT_EQ(ErrorOf(Cfb::ToBytes(noInner)),
-              "broken.msg: attachment 1: the attached message cannot be read");
-
     Cfb::Storage innerShort = MsgWriter::Build(message);
     innerShort.storages.at("__attach_version1.0_#00000001")
         .storages.at("__substg1.0_3701000D")
         .streams.at("__properties_version1.0")
         .resize(20);
-    EXPECT_EQ(ErrorOf(Cfb::ToBytes(innerShort)),
-              "broken.msg: attachment 1, embedded message: the property stream is shorter than its header");
+    for (const auto& [tree, broken] : {std::pair{noAttachmentProps, 0}, {noInner, 1}, {innerShort, 1}}) {
+        const MessagePtr read = damaged(tree);
+        const auto& lost = *read->Attachments()[static_cast<std::size_t>(broken)];
+        EXPECT_TRUE(lost.Props()->Tags().empty());
+        EXPECT_EQ(lost.Method(), Mapi::kNO_ATTACHMENT);
+        EXPECT_EQ(lost.Props()->Long(Mapi::kPR_ATTACH_SIZE), 0u);
+        EXPECT_EQ(lost.EmbeddedMessage(), nullptr);
+        EXPECT_FALSE(read->Attachments()[static_cast<std::size_t>(1 - broken)]->Props()->Tags().empty());
+    }
 }
 
 TEST(MsgCorrupt, NameIdMapEntriesOutOfRangeNameNothing) {

@@ -162,7 +162,10 @@ TEST_F(MsgItemWest, NamedPropertiesOfTasksAndContacts) {
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8102), Value::Double(0.25))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8111), Value::Long(90))
         .SetNamed(NamedProperty::Number(kPSETID_Task, 0x8105), Value::Time(kMarch7))
-        .SetNamed(NamedProperty::Number(kPSETID_Task, 0x810F), Value::Time(kMarch7));
+        // Completed on 7 March in Paris: 23:00 UTC on the 6th.
+        .SetNamed(
+            NamedProperty::Number(kPSETID_Task, 0x810F),
+            Value::Time(FileTime::FromTicks(kMarch7.Ticks() - kMarch7.Ticks() % 864000000000 - 36000000000)));
     const auto taskItem = Item(task);
     EXPECT_EQ(GetString(*taskItem, u"Owner"), u"Owner Name");
     EXPECT_TRUE(GetBool(*taskItem, u"Complete"));
@@ -171,8 +174,8 @@ TEST_F(MsgItemWest, NamedPropertiesOfTasksAndContacts) {
     EXPECT_EQ(GetInt(*taskItem, u"ActualWork"), 0);
     // Task dates hold local time already: no time-zone shift.
     EXPECT_NEAR(Automation::GetDate(*taskItem, u"DueDate")->value, kMarch7Date, 1e-6);
-    // The completion date is stored in UTC like the others.
-    EXPECT_NEAR(Automation::GetDate(*taskItem, u"DateCompleted")->value, kMarch7Date - 5.0 / 24, 1e-6);
+    // The completion date is the writer's day, wherever it is read (here five hours west of UTC).
+    EXPECT_DOUBLE_EQ(Automation::GetDate(*taskItem, u"DateCompleted")->value, 40609.0);
 
     MessageData contact;
     contact.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(u"IPM.Contact"))
@@ -286,6 +289,41 @@ TEST(MsgItem, AutomationDates) {
     EXPECT_NEAR(LocalFileTimeToAutomationDate(kMarch7).value, kMarch7Date, 1e-6);
     EXPECT_DOUBLE_EQ(LocalFileTimeToAutomationDate(FileTime{}).value, -109205.0) << "1 January 1601";
 }
+
+// A local midnight stored as UTC is the writer's calendar day, whatever the reader's zone; only
+// the hours that both sides of the date line could have written ask for the writer's zone, else
+// the reader's.
+class WritersDayTest : public UtcZone, public ::testing::WithParamInterface<const char*> {
+protected:
+    const char* Zone() const override { return GetParam(); }
+};
+
+TEST_P(WritersDayTest, IsTheDayWhoseMidnightWasStored) {
+    constexpr double kMarch7Day = 40609.0;
+    const FileTime midnight = FileTime::FromTicks(kMarch7.Ticks() - kMarch7.Ticks() % 864000000000);
+    const auto at = [&](int hours) {
+        return FileTime::FromTicks(midnight.Ticks() + static_cast<std::uint64_t>(hours) * 36000000000);
+    };
+    const bool readerEast = std::string(GetParam()).starts_with("NZ");
+    struct Row {
+        int hour;                         // UTC hour on 7 March
+        std::optional<std::int32_t> bias; // the writer's, minutes
+        double expected;
+    };
+    for (const Row& row : {Row{0, std::nullopt, kMarch7Day},      // London
+                           Row{5, std::nullopt, kMarch7Day},      // New York
+                           Row{14, std::nullopt, kMarch7Day + 1}, // Sydney
+                           Row{23, std::nullopt, kMarch7Day + 1}, // Paris
+                           Row{11, -780, kMarch7Day + 1},         // Auckland in summer
+                           Row{10, 600, kMarch7Day},              // Honolulu
+                           Row{11, std::nullopt, readerEast ? kMarch7Day + 1 : kMarch7Day}}) {
+        const auto day = WritersDay(at(row.hour), row.bias);
+        ASSERT_TRUE(day) << row.hour;
+        EXPECT_DOUBLE_EQ(day->value, row.expected) << row.hour;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zones, WritersDayTest, ::testing::Values("UTC0", "EST5", "NZST-12NZDT"));
 
 } // namespace
 } // namespace Tessarix::Msg

@@ -45,7 +45,8 @@ TEST(MsgProps, ReadsAnswerAsTheHostDoes) {
 
     // Through the product's getters: defaults where the host gives them.
     EXPECT_EQ(Global::GetStringProperty(props.get(), kPR_SUBJECT_W), u"caf\u00E9");
-    EXPECT_EQ(Global::GetLongProperty(props.get(), Mapi::kPR_INTERNET_CPID, 0xFFFFFFFF), 0xFFFFFFFFu);
+    // A store knows the body's Internet code page: here, with no HTML, the strings' one.
+    EXPECT_EQ(Global::GetLongProperty(props.get(), Mapi::kPR_INTERNET_CPID, 0xFFFFFFFF), 1252u);
     EXPECT_EQ(Global::GetLongProperty(props.get(), kPR_IMPORTANCE, 0), 2u);
     EXPECT_TRUE(Global::GetBoolProperty(props.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false));
 }
@@ -108,6 +109,125 @@ TEST(MsgProps, AttachmentsReadThroughTheAttachmentModel) {
     Attachment embedded(message->Attachments()[2]->Props());
     EXPECT_EQ(embedded.GetSize(), 0u);
     EXPECT_TRUE(Global::IsEmbededMessage(message->Attachments()[2]->Props().get()));
+}
+
+TEST(MsgProps, AttachmentsAnswerWhatAStoreWouldWhereTheFileIsSilent) {
+    constexpr PropTag kNum = 0x0E210003, kFlags = 0x37140003;
+    MessageData message = Mail(u"x");
+    AttachmentData bare; // data only: no method, size, position
+    bare.props.Set(Mapi::kPR_ATTACH_DATA_BIN, Value::Binary(std::string(4096, 'g')));
+    message.attachments.push_back(bare);
+    AttachmentData ole; // an OLE storage without a method
+    ole.oleStorage = Cfb::Storage{};
+    ole.oleStorage->streams["CONTENTS"] = "12345";
+    ole.oleStorage->streams["\x01"
+                            "CompObj"] = "123";
+    message.attachments.push_back(ole);
+    message.attachments.push_back(Attached(Mail(u"inner"), u"inner")); // no size
+    AttachmentData stored = FileAttachment(u"s", "abc");               // what is stored wins
+    stored.props.Set(Mapi::kPR_ATTACH_SIZE, Value::Long(7)).Set(Mapi::kPR_RENDERING_POSITION, Value::Long(3));
+    message.attachments.push_back(stored);
+    message.attachments.push_back(AttachmentData{}); // nothing at all
+    const MessagePtr read = Reopen(message);
+    const auto answer = [&](std::size_t index, PropTag tag) {
+        Mapi::PropValue value;
+        const auto props = read->Attachments().at(index)->Props();
+        return Failed(props->GetProp(tag, value)) ? std::optional<std::uint32_t>()
+                                                  : std::get<std::uint32_t>(value);
+    };
+    const std::uint64_t innerSize = [&] {
+        std::uint64_t total = 0;
+        for (const auto& [name, bytes] : MsgWriter::Build(message)
+                                             .storages.at("__attach_version1.0_#00000002")
+                                             .storages.at("__substg1.0_3701000D")
+                                             .streams)
+            total += bytes.size();
+        return total;
+    }();
+    struct Row {
+        std::size_t index;
+        std::uint32_t method, size, position;
+    };
+    for (const Row& row : {Row{0, 1, 4096, 0xFFFFFFFF}, Row{1, 6, 8, 0xFFFFFFFF},
+                           Row{2, 5, static_cast<std::uint32_t>(innerSize), 0xFFFFFFFF}, Row{3, 1, 7, 3},
+                           Row{4, 0, 0, 0xFFFFFFFF}}) {
+        EXPECT_EQ(answer(row.index, Mapi::kPR_ATTACH_METHOD), row.method) << row.index;
+        EXPECT_EQ(answer(row.index, Mapi::kPR_ATTACH_SIZE), row.size) << row.index;
+        EXPECT_EQ(answer(row.index, Mapi::kPR_RENDERING_POSITION), row.position) << row.index;
+        EXPECT_EQ(answer(row.index, kNum), row.index) << row.index;
+        EXPECT_EQ(answer(row.index, kFlags), 0u) << row.index;
+    }
+    EXPECT_NE(read->Attachments()[2]->EmbeddedMessage(), nullptr);
+    // The attachment model now sees the bare attachment's bytes.
+    Attachment model(read->Attachments()[0]->Props());
+    EXPECT_EQ(model.GetSize(), 4096u);
+
+    // The Internet code page of the body: its declaration, else the strings' code page.
+    MessageData declared;
+    declared.props.Set(kPR_MESSAGE_CODEPAGE, Value::Long(1250))
+        .Set(Mapi::kPR_HTML, Value::Binary("<html><head><META http-equiv=Content-Type content='text/html; "
+                                           "CHARSET = \"Windows-1251\"'></head></html>"));
+    MessageData undeclared;
+    undeclared.props.Set(kPR_MESSAGE_CODEPAGE, Value::Long(1250));
+    for (const auto& [item, expected] : {std::pair{declared, 1251u}, {undeclared, 1250u}}) {
+        Mapi::PropValue value;
+        ASSERT_EQ(Reopen(item)->Props()->GetProp(Mapi::kPR_INTERNET_CPID, value), kS_OK);
+        EXPECT_EQ(std::get<std::uint32_t>(value), expected);
+    }
+}
+
+TEST(MsgProps, PackagedFilesAndNamesAsMailProgramsStoreThem) {
+    const auto package = [](std::string header) {
+        Cfb::Storage storage;
+        storage.streams["\x01Ole10Native"] = std::move(header);
+        AttachmentData attachment;
+        attachment.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_OLE))
+            .Set(kPR_DISPLAY_NAME_W, Value::Unicode(u"Package"));
+        attachment.oleStorage = storage;
+        return attachment;
+    };
+    const auto le = [](std::uint32_t v, int bytes) {
+        std::string out;
+        for (int i = 0; i < bytes; ++i)
+            out += static_cast<char>(v >> (8 * i));
+        return out;
+    };
+    const auto native = [&](const std::string& label, const std::string& path, std::uint16_t kind,
+                            const std::string& data, std::uint32_t claimed) {
+        const std::string body = le(2, 2) + label + '\0' + path + '\0' + le(0, 2) + le(kind, 2) + le(4, 4) +
+                                 "tmp" + '\0' + le(claimed, 4) + data;
+        return le(static_cast<std::uint32_t>(body.size()), 4) + body;
+    };
+    MessageData message = Mail(u"x");
+    message.attachments.push_back(
+        package(native("r\xE9sum\xE9.txt", "C:\\docs\\r\xE9sum\xE9.txt", 3, "text", 4)));
+    message.attachments.push_back(package(native("link.txt", "C:\\link.txt", 1, "", 0))); // a link
+    message.attachments.push_back(package(native("big", "C:\\big", 3, "abc", 99)));       // runs past its end
+    message.attachments.push_back(package(native("label.bin", "", 3, "xy", 2)));          // no source path
+    AttachmentData tagged = FileAttachment(u"pic.png", "png");
+    tagged.props.Set(Mapi::kPR_ATTACH_MIME_TAG, Value::Unicode(u" Image/PNG ; name=\"pic.png\""))
+        .Set(Mapi::kPR_ATTACH_CONTENT_ID, Value::Unicode(u"<pic@x>"));
+    message.attachments.push_back(tagged);
+    const MessagePtr read = Reopen(message);
+
+    struct Row {
+        std::u16string name;
+        std::string bytes;
+    };
+    const Row rows[] = {
+        {u"r\u00E9sum\u00E9.txt", "text"}, {u"Package", ""}, {u"Package", ""}, {u"label.bin", "xy"}};
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        Attachment model(read->Attachments()[i]->Props());
+        EXPECT_EQ(model.GetFileName(), rows[i].name) << i;
+        EXPECT_EQ(model.GetSize(), rows[i].bytes.size()) << i;
+        StringUTF8 bytes;
+        model.LoadContentTo(bytes);
+        EXPECT_EQ(bytes.View(), rows[i].bytes) << i;
+    }
+    Attachment picture(read->Attachments()[4]->Props());
+    EXPECT_EQ(picture.GetMimeType(), u"image/png");
+    EXPECT_EQ(picture.GetCid(), u"pic@x");
+    EXPECT_EQ(picture.GetID(), u"pic@x");
 }
 
 TEST(MsgProps, NativeBodyComesFromTheCompressedRtf) {

@@ -174,13 +174,45 @@ TEST(MsgRoundTrip, EightBitStringsFollowTheMessageCodePage) {
     EXPECT_EQ(multi.AsStrings(read->CodePage()), (std::vector<std::u16string>{u"\u65E5", u"x"}));
     EXPECT_EQ(read->Recipients().at(0)->Props()->String(kPR_DISPLAY_NAME_W), u"\u8A9E");
 
-    // PR_INTERNET_CPID alone; an unknown code page falls back.
-    MessageData cyrillic;
-    cyrillic.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(1251)).Set(kPR_SUBJECT_A, Value::String8("\xE0"));
-    EXPECT_EQ(Reopen(cyrillic)->Props()->String(kPR_SUBJECT_W), u"\u0430");
-    MessageData unknown;
-    unknown.props.Set(kPR_MESSAGE_CODEPAGE, Value::Long(4242)).Set(kPR_SUBJECT_A, Value::String8("\xE0"));
-    EXPECT_EQ(Reopen(unknown)->CodePage(), 1252u);
+    // Without PR_MESSAGE_CODEPAGE (or with 0, "the folder's"): the locale's ANSI code page, then
+    // the enclosing message's, then the ANSI code page of the body's Internet code page, then 1252.
+    struct Case {
+        std::optional<std::uint32_t> codePage, locale, internet;
+        const char* bytes;
+        std::u16string expected;
+    };
+    const Case cases[] = {
+        {std::nullopt, 0x0411, 50220, "\x93\xFA", u"\u65E5"},        // Japanese locale, ISO-2022-JP body
+        {0, 0x0419, 1252, "\xE0", u"\u0430"},                        // 0 is no code page; Russian locale
+        {std::nullopt, 0x0C1A, std::nullopt, "\xE0", u"\u0430"},     // Serbian Cyrillic
+        {std::nullopt, 0x041A, std::nullopt, "\xE8", u"\u010D"},     // Croatian: 1250
+        {std::nullopt, 0x0404, std::nullopt, "\xA4\x40", u"\u4E00"}, // Chinese (Taiwan): 950
+        {std::nullopt, 0x0439, 1251, "\xE0", u"\u0430"},             // Hindi has no ANSI code page
+        {std::nullopt, std::nullopt, 20866, "\xE0", u"\u0430"},      // KOI8-R body: Cyrillic strings
+        {std::nullopt, std::nullopt, 51949, "\xC7\xD1", u"\uD55C"},  // EUC-KR body: 949
+        {std::nullopt, std::nullopt, 65001, "\xE9", u"\u00E9"},      // a Unicode body says nothing
+        {4242, std::nullopt, std::nullopt, "\xE9", u"\u00E9"},       // an unknown code page
+    };
+    for (const Case& c : cases) {
+        MessageData m;
+        m.props.Set(kPR_SUBJECT_A, Value::String8(c.bytes));
+        if (c.codePage)
+            m.props.Set(kPR_MESSAGE_CODEPAGE, Value::Long(*c.codePage));
+        if (c.locale)
+            m.props.Set(kPR_MESSAGE_LOCALE_ID, Value::Long(*c.locale));
+        if (c.internet)
+            m.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(*c.internet));
+        EXPECT_EQ(Reopen(m)->Props()->String(kPR_SUBJECT_W), c.expected) << c.bytes;
+    }
+
+    // An attached message from the same store reads in its holder's code page, over the hint of
+    // its own body's Internet code page.
+    MessageData inner;
+    inner.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(1252)).Set(kPR_SUBJECT_A, Value::String8("\xE0"));
+    MessageData outer;
+    outer.props.Set(kPR_MESSAGE_LOCALE_ID, Value::Long(0x0419));
+    outer.attachments.push_back(Attached(inner, u"inner"));
+    EXPECT_EQ(Reopen(outer)->Attachments()[0]->EmbeddedMessage()->Props()->String(kPR_SUBJECT_W), u"\u0430");
 }
 
 TEST(MsgRoundTrip, RecipientsAndAttachmentsKeepTheirOrder) {
