@@ -694,6 +694,19 @@ std::vector<CorruptSample> CorruptItems() {
     shortHeader.streams.at("__properties_version1.0").resize(12);
     items.push_back({"bad-property-stream.msg", Msg::Cfb::ToBytes(shortHeader)});
 
+    // The root entry's sibling pointer leads back into the tree: libgsf drops the entries it meets
+    // twice (and leaks them), and what is left has no message.
+    std::string cycle = Msg::MsgWriter::ToBytes(PlainMail().message);
+    const auto le32 = [&](std::size_t at) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(cycle[at])) |
+               static_cast<std::uint32_t>(static_cast<unsigned char>(cycle[at + 1])) << 8 |
+               static_cast<std::uint32_t>(static_cast<unsigned char>(cycle[at + 2])) << 16 |
+               static_cast<std::uint32_t>(static_cast<unsigned char>(cycle[at + 3])) << 24;
+    };
+    const std::size_t sectorSize = std::size_t{1} << (le32(0x1E) & 0xFFFF);
+    const std::size_t rootEntry = 512 + le32(0x30) * sectorSize;
+    cycle.replace(rootEntry + 0x48, 4, std::string("\x01\x00\x00\x00", 4));
+    items.push_back({"bad-directory.msg", std::move(cycle)});
     return items;
 }
 

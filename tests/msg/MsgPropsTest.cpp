@@ -136,11 +136,10 @@ TEST(MsgProps, AttachmentsAnswerWhatAStoreWouldWhereTheFileIsSilent) {
                                                   : std::get<std::uint32_t>(value);
     };
     const std::uint64_t innerSize = [&] {
+        const Cfb::Storage tree = MsgWriter::Build(message);
         std::uint64_t total = 0;
-        for (const auto& [name, bytes] : MsgWriter::Build(message)
-                                             .storages.at("__attach_version1.0_#00000002")
-                                             .storages.at("__substg1.0_3701000D")
-                                             .streams)
+        for (const auto& [name, bytes] :
+             tree.storages.at("__attach_version1.0_#00000002").storages.at("__substg1.0_3701000D").streams)
             total += bytes.size();
         return total;
     }();
