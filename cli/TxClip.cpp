@@ -190,15 +190,19 @@ public:
     const std::optional<std::size_t>& CurrentItem() const { return current_; }
     std::size_t Clipped() const { return clipped_; }
     bool UnsupportedSingleItem() const { return unsupportedSingle_; }
-    std::u16string MessageClassOf(std::size_t index) const {
+    std::u16string MessageClassOf(std::size_t index) const { return StringOf(index, u"MessageClass"); }
+    std::u16string SubjectOf(std::size_t index) const { return StringOf(index, u"Subject"); }
+
+private:
+    // For the lines that name an item: what cannot be read there is left out, not a second failure.
+    std::u16string StringOf(std::size_t index, std::u16string_view name) const {
         try {
-            return Automation::GetString(*opened_.at(index), u"MessageClass");
+            return Automation::GetString(*opened_.at(index), name);
         } catch (...) {
             return {};
         }
     }
 
-private:
     void Touch(std::size_t index) {
         if (current_ == index)
             return;
@@ -222,6 +226,15 @@ void PrintError(const std::string& line) {
     std::fflush(stderr);
 }
 
+// Item text on the user's terminal: a control character (an escape sequence in a subject) would
+// be obeyed by the terminal, so each becomes a blank.
+std::string TerminalText(std::u16string text) {
+    for (char16_t& c : text)
+        if (c < 0x20 || (c >= 0x7F && c <= 0x9F))
+            c = u' ';
+    return ToUtf8(text);
+}
+
 std::string LogFilePath() {
     const Logger& log = Logger::Instance();
     if (log.Directory().empty() || log.CurrentFileName().empty())
@@ -240,8 +253,11 @@ void ReportFailure(const TxClipAction& action, const Options& options, bool deli
     const auto& item = action.CurrentItem();
     if (item && action.FailedPhase() == Phase::Reading)
         line += "; the failure came while reading " + options.items[*item];
-    else if (item && action.FailedPhase() == Phase::Clipping)
+    else if (item && action.FailedPhase() == Phase::Clipping) {
         line += "; the failure came while clipping " + options.items[*item];
+        if (const std::u16string subject = action.SubjectOf(*item); !subject.empty())
+            line += " (\"" + TerminalText(subject) + "\")";
+    }
     if (const std::string log = LogFilePath(); !log.empty())
         line += " (details in the log " + log + ")";
     PrintError(line);
