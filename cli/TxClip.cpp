@@ -21,6 +21,7 @@
 #include "core/Log.h"
 #include "core/UserInterface.h"
 #include "core/Utf.h"
+#include "html/PictureSources.h"
 #include "msg/MsgItem.h"
 #include "notes/TxClipperSDK.h"
 
@@ -284,6 +285,8 @@ int Clip(const Options& options) {
     log.Info(Format(u"txclip: %d item(s), %s", static_cast<std::int32_t>(options.items.size()),
                     options.combined ? u"one combined note" : u"one note per item"));
     Ui::SetShiftFromCommandLine(options.shift);
+    // An item is anyone's: it reads local pictures only from the folders the user named.
+    Html::Pictures::LimitLocalFolders({options.pictureFolders.begin(), options.pictureFolders.end()});
 
     Progress progress(Progress::StandardErrorIsTerminal(), options.items.size());
     ReportingUserInterface ui(progress);
@@ -305,6 +308,12 @@ int Clip(const Options& options) {
     return kExitWritten;
 }
 
+int BadUsage(const std::string& what) {
+    PrintError(what);
+    std::fputs("Try 'txclip --help' for more information.\n", stderr);
+    return kExitUsage;
+}
+
 } // namespace
 
 int RunTxClip(const std::vector<std::string>& arguments) {
@@ -312,9 +321,7 @@ int RunTxClip(const std::vector<std::string>& arguments) {
     try {
         options = ParseCommandLine(arguments);
     } catch (const UsageError& e) {
-        PrintError(e.what());
-        std::fputs("Try 'txclip --help' for more information.\n", stderr);
-        return kExitUsage;
+        return BadUsage(e.what());
     }
     if (options.help) {
         std::fputs(UsageText().c_str(), stdout);
@@ -323,6 +330,11 @@ int RunTxClip(const std::vector<std::string>& arguments) {
     if (options.version) {
         std::fputs(VersionText().c_str(), stdout);
         return std::fflush(stdout) == 0 ? kExitWritten : kExitFailed;
+    }
+    for (const std::string& folder : options.pictureFolders) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error))
+            return BadUsage("--pictures-from: \"" + folder + "\" is not a folder");
     }
     try {
         return Clip(options);

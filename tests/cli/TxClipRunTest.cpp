@@ -33,6 +33,7 @@ TEST_F(TxClipTest, HelpVersionAndBadUsageFollowTheUsualConventions) {
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.starts_with("Usage: txclip [OPTION]... ITEM.msg...\n"));
     EXPECT_NE(help.out.find("--combined"), std::string::npos);
+    EXPECT_NE(help.out.find("--pictures-from=FOLDER"), std::string::npos);
     EXPECT_EQ(help.err, "");
 
     const RunResult version = Run({"--version", "ignored.msg"});
@@ -41,7 +42,10 @@ TEST_F(TxClipTest, HelpVersionAndBadUsageFollowTheUsualConventions) {
     EXPECT_EQ(version.err, "");
 
     for (const auto& arguments :
-         std::vector<std::vector<std::string>>{{}, {"--frobnicate", "a.msg"}, {"a.msg", "-o"}}) {
+         std::vector<std::vector<std::string>>{{},
+                                               {"--frobnicate", "a.msg"},
+                                               {"a.msg", "-o"},
+                                               {"a.msg", "--pictures-from", (root_ / "none").string()}}) {
         const RunResult bad = Run(arguments);
         ExpectCleanExit(bad);
         EXPECT_EQ(bad.status, 2);

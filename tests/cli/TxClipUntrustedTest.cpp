@@ -1,8 +1,14 @@
-// Items as they come from anywhere: text that XML cannot carry, failures that must name the item.
+// Items as they come from anywhere: text that XML cannot carry, failures that must name the item,
+// picture addresses that point into the machine running txclip.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "ExportReader.h"
 #include "TxClipRunner.h"
+#include "cli/Samples.h"
+#include "core/CodePage.h"
+#include "core/MapiProp.h"
 
 namespace Tessarix::Testing {
 namespace {
@@ -91,6 +97,74 @@ TEST_F(TxClipTest, AFailureNamesTheItemByFileAndSubject) {
               std::string::npos)
         << result.err;
     EXPECT_TRUE(Entries(out_).empty());
+}
+
+// ---- pictures named by local paths ----
+
+class TxClipLocalPictures : public TxClipTest {
+protected:
+    TxClipLocalPictures() {
+        namespace fs = std::filesystem;
+        for (const char* folder : {"secret", "pictures", "pictures-old"})
+            fs::create_directory(root_ / folder);
+        WriteFileBytes(root_ / "secret/key", kSecret);
+        WriteFileBytes(root_ / "pictures-old/key.png", kSecret);
+        WriteFileBytes(root_ / "pictures/chart.png", Cli::Samples::PngPixel());
+        fs::create_symlink(root_ / "secret/key", root_ / "pictures/link.png");
+    }
+
+    // An HTML mail whose pictures name the files above in every way a path can reach them.
+    std::string ItemNamingLocalFiles() {
+        const std::string root = root_.string();
+        const std::string addresses[] = {
+            "file://" + root + "/secret/key",             // outside every folder
+            root + "/secret/key",                         // a bare path
+            "file://" + root + "/pictures/../secret/key", // out through ".."
+            "file://" + root + "/pictures/link.png",      // out through a symbolic link
+            "file://" + root + "/pictures-old/key.png",   // a folder whose name only begins alike
+            "file://" + root + "/pictures/chart.png",     // the one picture inside
+        };
+        std::string html = "<html><body><p>Pictures:";
+        for (const std::string& address : addresses)
+            html += "<img src=\"" + address + "\">";
+        html += "</p></body></html>";
+        MessageData mail = Mail(u"Pictures", u"Ann", u"Bob");
+        mail.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(CodePage::kUtf8))
+            .Set(Mapi::kPR_HTML, Value::Binary(html));
+        return Item(mail, "pictures.msg");
+    }
+
+    std::size_t RefusalsLogged() const {
+        std::size_t count = 0;
+        for (const std::string& name : Entries(LogFolder())) {
+            const std::string log = ReadFileBytes(LogFolder() / name);
+            for (std::size_t at = log.find("Warning: Picture not read: "); at != std::string::npos;
+                 at = log.find("Warning: Picture not read: ", at + 1))
+                ++count;
+        }
+        return count;
+    }
+
+    static constexpr char kSecret[] = "ssh-ed25519 the user's own key";
+};
+
+TEST_F(TxClipLocalPictures, ByDefaultNoLocalFileIsRead) {
+    const auto notes = ReadExport(ClipToFile({ItemNamingLocalFiles()}));
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_TRUE(notes[0].resources.empty());
+    EXPECT_EQ(RefusalsLogged(), 6u);
+}
+
+TEST_F(TxClipLocalPictures, OnlyFilesInsideTheNamedFoldersAreRead) {
+    const auto notes =
+        ReadExport(ClipToFile({ItemNamingLocalFiles(), "--pictures-from", (root_ / "pictures").string(),
+                               "--pictures-from=" + out_.string()}));
+    ASSERT_EQ(notes.size(), 1u);
+    ASSERT_EQ(notes[0].resources.size(), 1u);
+    EXPECT_EQ(notes[0].resources[0].sourceUrl, "file://" + (root_ / "pictures/chart.png").string());
+    EXPECT_EQ(notes[0].resources[0].mime, "image/png");
+    EXPECT_EQ(notes[0].resources[0].data, Cli::Samples::PngPixel());
+    EXPECT_EQ(RefusalsLogged(), 5u);
 }
 
 } // namespace
