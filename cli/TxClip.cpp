@@ -264,7 +264,7 @@ void ReportFailure(const TxClipAction& action, const Options& options, bool deli
     PrintError(line);
     if (action.UnsupportedSingleItem())
         PrintError("not clipped: " + options.items.front() + ": items of class \"" +
-                   ToUtf8(action.MessageClassOf(0)) + "\" have no note");
+                   TerminalText(action.MessageClassOf(0)) + "\" have no note");
 }
 
 void ReportNotClipped(const TxClipAction& action, const Options& options) {
@@ -272,7 +272,7 @@ void ReportNotClipped(const TxClipAction& action, const Options& options) {
     for (std::size_t i = first; i < options.items.size(); ++i) {
         if (i == first)
             PrintError("not clipped: " + options.items[i] + ": items of class \"" +
-                       ToUtf8(action.MessageClassOf(i)) + "\" have no note");
+                       TerminalText(action.MessageClassOf(i)) + "\" have no note");
         else
             PrintError("not clipped: " + options.items[i] + ": it comes after " + options.items[first]);
     }
