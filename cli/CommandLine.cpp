@@ -40,13 +40,19 @@ struct Parser {
     // A long option without its leading "--"; `inlineValue` is what followed "=".
     void LongOption(std::string_view name, std::optional<std::string> inlineValue,
                     const std::vector<std::string>& arguments, std::size_t& next) {
-        if (name == "output") {
+        if (name == "output" || name == "pictures-from") {
             if (!inlineValue) {
                 if (next >= arguments.size())
-                    throw UsageError("option '--output' needs a file name");
+                    throw UsageError("option '--" + std::string(name) + "' needs " +
+                                     (name == "output" ? "a file name" : "a folder"));
                 inlineValue = arguments[next++];
             }
-            SetOutput(*inlineValue);
+            if (name == "output")
+                SetOutput(*inlineValue);
+            else if (inlineValue->empty())
+                throw UsageError("the picture folder name is empty");
+            else
+                options.pictureFolders.push_back(*inlineValue);
             return;
         }
         if (inlineValue)
@@ -132,6 +138,11 @@ std::string UsageText() {
            "      --send         hand the document to the Tessarix desktop client instead\n"
            "      --shift        clip as if SHIFT was held when the button was pressed\n"
            "      --combined     make one note that carries the items as attached .msg files\n"
+           "      --pictures-from=FOLDER\n"
+           "                     read pictures that an item names by a local path (file:///...)\n"
+           "                     from FOLDER and the folders below it; may be given more than\n"
+           "                     once. Without it, no local file is read: an item cannot pull\n"
+           "                     the user's files into its note\n"
            "  -h, --help         show this help and exit\n"
            "  -V, --version      show the version and exit\n"
            "\n"

@@ -14,6 +14,7 @@ struct Options {
     std::string outputPath; // for Destination::File
     bool shift = false;
     bool combined = false;
+    std::vector<std::string> pictureFolders; // --pictures-from, in the order given
     bool help = false;
     bool version = false;
 };
@@ -25,8 +26,8 @@ public:
 };
 
 // GNU style: options and items in any order, "--" ends the options, "-o FILE", "-oFILE",
-// "--output FILE" and "--output=FILE"; "-o -" is standard output. --help and --version need no
-// item. Throws UsageError.
+// "--output FILE" and "--output=FILE" (--pictures-from likewise); "-o -" is standard output. --help and
+// --version need no item. Throws UsageError.
 Options ParseCommandLine(const std::vector<std::string>& arguments);
 
 std::string UsageText();

@@ -21,6 +21,7 @@
 #include "core/Log.h"
 #include "core/UserInterface.h"
 #include "core/Utf.h"
+#include "html/PictureSources.h"
 #include "msg/MsgItem.h"
 #include "notes/TxClipperSDK.h"
 
@@ -190,15 +191,19 @@ public:
     const std::optional<std::size_t>& CurrentItem() const { return current_; }
     std::size_t Clipped() const { return clipped_; }
     bool UnsupportedSingleItem() const { return unsupportedSingle_; }
-    std::u16string MessageClassOf(std::size_t index) const {
+    std::u16string MessageClassOf(std::size_t index) const { return StringOf(index, u"MessageClass"); }
+    std::u16string SubjectOf(std::size_t index) const { return StringOf(index, u"Subject"); }
+
+private:
+    // For the lines that name an item: what cannot be read there is left out, not a second failure.
+    std::u16string StringOf(std::size_t index, std::u16string_view name) const {
         try {
-            return Automation::GetString(*opened_.at(index), u"MessageClass");
+            return Automation::GetString(*opened_.at(index), name);
         } catch (...) {
             return {};
         }
     }
 
-private:
     void Touch(std::size_t index) {
         if (current_ == index)
             return;
@@ -222,6 +227,15 @@ void PrintError(const std::string& line) {
     std::fflush(stderr);
 }
 
+// Item text on the user's terminal: a control character (an escape sequence in a subject) would
+// be obeyed by the terminal, so each becomes a blank.
+std::string TerminalText(std::u16string text) {
+    for (char16_t& c : text)
+        if (c < 0x20 || (c >= 0x7F && c <= 0x9F))
+            c = u' ';
+    return ToUtf8(text);
+}
+
 std::string LogFilePath() {
     const Logger& log = Logger::Instance();
     if (log.Directory().empty() || log.CurrentFileName().empty())
@@ -240,14 +254,17 @@ void ReportFailure(const TxClipAction& action, const Options& options, bool deli
     const auto& item = action.CurrentItem();
     if (item && action.FailedPhase() == Phase::Reading)
         line += "; the failure came while reading " + options.items[*item];
-    else if (item && action.FailedPhase() == Phase::Clipping)
+    else if (item && action.FailedPhase() == Phase::Clipping) {
         line += "; the failure came while clipping " + options.items[*item];
+        if (const std::u16string subject = action.SubjectOf(*item); !subject.empty())
+            line += " (\"" + TerminalText(subject) + "\")";
+    }
     if (const std::string log = LogFilePath(); !log.empty())
         line += " (details in the log " + log + ")";
     PrintError(line);
     if (action.UnsupportedSingleItem())
         PrintError("not clipped: " + options.items.front() + ": items of class \"" +
-                   ToUtf8(action.MessageClassOf(0)) + "\" have no note");
+                   TerminalText(action.MessageClassOf(0)) + "\" have no note");
 }
 
 void ReportNotClipped(const TxClipAction& action, const Options& options) {
@@ -255,7 +272,7 @@ void ReportNotClipped(const TxClipAction& action, const Options& options) {
     for (std::size_t i = first; i < options.items.size(); ++i) {
         if (i == first)
             PrintError("not clipped: " + options.items[i] + ": items of class \"" +
-                       ToUtf8(action.MessageClassOf(i)) + "\" have no note");
+                       TerminalText(action.MessageClassOf(i)) + "\" have no note");
         else
             PrintError("not clipped: " + options.items[i] + ": it comes after " + options.items[first]);
     }
@@ -268,6 +285,8 @@ int Clip(const Options& options) {
     log.Info(Format(u"txclip: %d item(s), %s", static_cast<std::int32_t>(options.items.size()),
                     options.combined ? u"one combined note" : u"one note per item"));
     Ui::SetShiftFromCommandLine(options.shift);
+    // An item is anyone's: it reads local pictures only from the folders the user named.
+    Html::Pictures::LimitLocalFolders({options.pictureFolders.begin(), options.pictureFolders.end()});
 
     Progress progress(Progress::StandardErrorIsTerminal(), options.items.size());
     ReportingUserInterface ui(progress);
@@ -289,6 +308,12 @@ int Clip(const Options& options) {
     return kExitWritten;
 }
 
+int BadUsage(const std::string& what) {
+    PrintError(what);
+    std::fputs("Try 'txclip --help' for more information.\n", stderr);
+    return kExitUsage;
+}
+
 } // namespace
 
 int RunTxClip(const std::vector<std::string>& arguments) {
@@ -296,9 +321,7 @@ int RunTxClip(const std::vector<std::string>& arguments) {
     try {
         options = ParseCommandLine(arguments);
     } catch (const UsageError& e) {
-        PrintError(e.what());
-        std::fputs("Try 'txclip --help' for more information.\n", stderr);
-        return kExitUsage;
+        return BadUsage(e.what());
     }
     if (options.help) {
         std::fputs(UsageText().c_str(), stdout);
@@ -307,6 +330,11 @@ int RunTxClip(const std::vector<std::string>& arguments) {
     if (options.version) {
         std::fputs(VersionText().c_str(), stdout);
         return std::fflush(stdout) == 0 ? kExitWritten : kExitFailed;
+    }
+    for (const std::string& folder : options.pictureFolders) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error))
+            return BadUsage("--pictures-from: \"" + folder + "\" is not a folder");
     }
     try {
         return Clip(options);

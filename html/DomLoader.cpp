@@ -4,6 +4,7 @@
 #include "core/Log.h"
 #include "core/Utf.h"
 #include "html/Engine.h"
+#include "notes/XmlWriter.h"
 
 namespace Tessarix {
 namespace {
@@ -57,7 +58,9 @@ Html::DocumentPtr CreateDOM(const TextContent& content) {
 
 Html::DocumentPtr CreateDOM(const std::u16string& text) {
     CallTracer trace(u"Global::CreateDOM( CStringW )");
-    return CreateDOM(StringUTF8::Adopt(ToUtf8(Html::RepairText(text))));
+    // Item text that XML cannot carry becomes a blank before the engine sees it, as in the rest of
+    // the note; engines differ (gumbo makes such characters U+FFFD, MSHTML keeps them).
+    return CreateDOM(StringUTF8::Adopt(ToUtf8(Html::RepairText(Xml::ReplaceNonXmlCharacters(text)))));
 }
 
 Html::DocumentPtr CreateDOM(const StringUTF8& bytes) {

@@ -4,12 +4,35 @@
 #include <stdexcept>
 
 #include "notes/MimeSniffer.h"
+#include "notes/XmlWriter.h"
 
 namespace Tessarix::Notes {
 
+using Xml::ReplaceNonXmlCharacters;
+
+CMetadata::CMetadata(std::u16string name, std::u16string value)
+    : name_(std::move(name)), value_(ReplaceNonXmlCharacters(std::move(value))) {}
+
+void CMetadata::SetValue(const std::u16string& value) {
+    value_ = ReplaceNonXmlCharacters(value);
+}
+
 CResource::CResource(std::u16string reference, std::u16string mime, StringUTF8 data, std::u16string sourceUrl)
-    : mime_(mime.empty() ? NormaliseMime(SniffMime(data.View())) : std::move(mime)),
-      reference_(std::move(reference)), sourceUrl_(std::move(sourceUrl)), data_(std::move(data)) {}
+    : mime_(ReplaceNonXmlCharacters(mime.empty() ? NormaliseMime(SniffMime(data.View())) : std::move(mime))),
+      reference_(std::move(reference)), sourceUrl_(ReplaceNonXmlCharacters(std::move(sourceUrl))),
+      data_(std::move(data)) {}
+
+void CResource::SetFileName(const std::u16string& fileName) {
+    fileName_ = ReplaceNonXmlCharacters(fileName);
+}
+
+void CNote::SetContent(const std::u16string& content) {
+    content_ = ReplaceNonXmlCharacters(content);
+}
+
+void CNote::SetTitle(const std::u16string& title) {
+    title_ = ReplaceNonXmlCharacters(title);
+}
 
 namespace {
 

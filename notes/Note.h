@@ -1,5 +1,10 @@
 #pragma once
 // The notes, resources and metadata that a clip produces.
+//
+// Item text enters a note only through these classes, and what XML 1.0 cannot carry (a form feed
+// pasted from a terminal, a lone surrogate) becomes one blank on the way in, so that no item fails
+// the export over a character: title, content, metadata values, a resource's MIME type, source URL
+// and file name. The export writer itself stays strict.
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,14 +27,14 @@ protected:
 
 class CMetadata final : public IMetadata {
 public:
-    CMetadata(std::u16string name, std::u16string value) : name_(std::move(name)), value_(std::move(value)) {}
+    CMetadata(std::u16string name, std::u16string value);
     CMetadata(const CMetadata&) = default;
     CMetadata& operator=(const CMetadata&) = default;
     ~CMetadata() = default;
 
     std::u16string GetName() const override { return name_; }
     std::u16string GetValue() const override { return value_; }
-    void SetValue(const std::u16string& value) override { value_ = value; }
+    void SetValue(const std::u16string& value) override;
     void SetName(const std::u16string& name) override { name_ = name; }
 
 private:
@@ -60,7 +65,7 @@ public:
     std::u16string GetSourceUrl() const override { return sourceUrl_; }
     std::u16string GetReference() const override { return reference_; }
     std::u16string GetFileName() const override { return fileName_; }
-    void SetFileName(const std::u16string& fileName) override { fileName_ = fileName; }
+    void SetFileName(const std::u16string& fileName) override;
 
 private:
     std::u16string mime_;
@@ -96,8 +101,8 @@ public:
     const MetadataList& GetMetadata() const override { return metadata_; }
     ResourceList& GetResources() override { return resources_; }
     const ResourceList& GetResources() const override { return resources_; }
-    void SetContent(const std::u16string& content) override { content_ = content; }
-    void SetTitle(const std::u16string& title) override { title_ = title; }
+    void SetContent(const std::u16string& content) override;
+    void SetTitle(const std::u16string& title) override;
 
 private:
     std::u16string content_;

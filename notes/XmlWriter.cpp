@@ -57,27 +57,32 @@ bool IsPubidChar(char16_t c) {
     return std::u16string_view(u" \r\n-'()+,./:=?;!*#@$_%").find(c) != std::u16string_view::npos;
 }
 
-// How many units the character at `text[i]` takes (1 or 2); raises XmlLite's code for a character
-// that XML cannot carry or a broken surrogate pair.
-std::size_t CheckedCharLength(std::u16string_view text, std::size_t i) {
+// How many units the character at `text[i]` takes (1 or 2), and the code XmlLite raises for it
+// when XML cannot carry it or the surrogate pair is broken (kS_OK otherwise).
+struct CharCheck {
+    std::size_t units;
+    HResult failure;
+};
+
+CharCheck CheckChar(std::u16string_view text, std::size_t i) {
     const char16_t c = text[i];
-    if (c < 0x20) {
-        if (c == u'\t' || c == u'\n' || c == u'\r')
-            return 1;
-        throw kWC_E_XMLCHARACTER;
-    }
+    if (c < 0x20)
+        return {1, c == u'\t' || c == u'\n' || c == u'\r' ? kS_OK : kWC_E_XMLCHARACTER};
     if (c < 0xD800)
-        return 1;
-    if (IsHighSurrogate(c)) {
-        if (i + 1 < text.size() && IsLowSurrogate(text[i + 1]))
-            return 2;
-        throw Xml::kWR_E_INVALIDSURROGATEPAIR;
-    }
+        return {1, kS_OK};
+    if (IsHighSurrogate(c))
+        return i + 1 < text.size() && IsLowSurrogate(text[i + 1]) ? CharCheck{2, kS_OK}
+                                                                  : CharCheck{1, kWR_E_INVALIDSURROGATEPAIR};
     if (IsLowSurrogate(c))
-        throw Xml::kWR_E_INVALIDSURROGATEPAIR;
-    if (c == 0xFFFE || c == 0xFFFF)
-        throw kWC_E_XMLCHARACTER;
-    return 1;
+        return {1, kWR_E_INVALIDSURROGATEPAIR};
+    return {1, c == 0xFFFE || c == 0xFFFF ? kWC_E_XMLCHARACTER : kS_OK};
+}
+
+std::size_t CheckedCharLength(std::u16string_view text, std::size_t i) {
+    const CharCheck check = CheckChar(text, i);
+    if (check.failure != kS_OK)
+        throw check.failure;
+    return check.units;
 }
 
 void AppendUtf8(std::string& out, std::u16string_view text, std::size_t i, std::size_t units) {
@@ -103,6 +108,16 @@ void AppendUtf8(std::string& out, std::u16string_view text, std::size_t i, std::
 }
 
 } // namespace
+
+std::u16string ReplaceNonXmlCharacters(std::u16string text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const CharCheck check = CheckChar(text, i);
+        if (check.failure != kS_OK)
+            text[i] = u' ';
+        i += check.units;
+    }
+    return text;
+}
 
 XmlWriter::XmlWriter(XmlWriterSettings settings) : settings_(settings) {}
 

@@ -24,6 +24,10 @@ inline constexpr HResult kWC_E_SYSTEMID = HResultFrom(0xC00CEE4Bu);
 inline constexpr HResult kWR_E_INVALIDACTION = HResultFrom(0xC00CEF0Bu);
 inline constexpr HResult kWR_E_INVALIDSURROGATEPAIR = HResultFrom(0xC00CEF0Cu);
 
+// `text` with one blank for each character that the writer refuses as one XML 1.0 cannot carry:
+// C0 controls other than TAB, LF and CR, U+FFFE, U+FFFF and lone surrogates.
+std::u16string ReplaceNonXmlCharacters(std::u16string text);
+
 struct XmlWriterSettings {
     bool indent = false;       // XmlWriterProperty_Indent: CR LF and two blanks per level
     bool byteOrderMark = true; // EF BB BF before the first byte written

@@ -37,8 +37,11 @@ std::optional<StringUTF8> FromCache(const std::u16string&) {
 std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
     if (address.empty())
         return std::nullopt;
-    const std::string path = ToUtf8(ReplaceFileScheme(address, u"/"));
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto path = AllowedLocalFile(std::filesystem::path(ToUtf8(ReplaceFileScheme(address, u"/"))));
+    if (!path)
+        return std::nullopt;
+    // Non-blocking, so that a FIFO named by an item cannot hold the clip; it is refused below.
+    FileDescriptor file(::open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.Get() < 0)
         return std::nullopt;
     struct stat info {};

@@ -69,8 +69,11 @@ std::optional<StringUTF8> FromCache(const std::u16string& address) {
 std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
     if (address.empty())
         return std::nullopt;
-    const std::u16string path = ReplaceFileScheme(address, u"");
-    File file(::CreateFileW(AsWide(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+    const auto path =
+        AllowedLocalFile(std::filesystem::path(std::wstring(AsWide(ReplaceFileScheme(address, u"")))));
+    if (!path)
+        return std::nullopt;
+    File file(::CreateFileW(path->c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (file.Get() == INVALID_HANDLE_VALUE)
         return std::nullopt;

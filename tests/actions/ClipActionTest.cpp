@@ -131,7 +131,7 @@ std::vector<Failure> Failures() {
         {"HResultFromGetNotes", []() -> Notes::NoteList { throw kE_FAIL; }, 0,
          "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
          u"Unexpected error"},
-        {"HResultFromTheWriter", [] { return Notes::NoteList{NoteWithAuthor(u"Ann\u0001")}; }, 0,
+        {"HResultFromTheWriter", [] { return Notes::NoteList{NoteTheWriterRefuses()}; }, 0,
          "Critical: Unexpected error occurs.", u"Unexpected error during note creation.",
          u"Unexpected error"},
         {"EmptyNotePointer", [] { return Notes::NoteList{nullptr}; }, 0, "Critical: Unexpected error occurs.",

@@ -10,6 +10,7 @@
 
 #include "core/FileSystem.h"
 #include "core/Log.h"
+#include "tests/support/RawNote.h"
 
 namespace Tessarix::Testing {
 
@@ -38,12 +39,9 @@ Notes::NoteList SampleNotes() {
     return {first, second};
 }
 
-Notes::NotePtr NoteWithAuthor(const std::u16string& author) {
-    auto note = std::make_shared<Notes::CNote>();
-    note->SetTitle(u"title");
-    note->SetContent(u"content");
+Notes::NotePtr NoteTheWriterRefuses() {
+    auto note = std::make_shared<RawNote>(u"title", u"content\u0001");
     note->GetMetadata().emplace_back(Notes::kMetaCreated, u"2011-03-07T13:05:09.042Z");
-    note->GetMetadata().emplace_back(Notes::kMetaAuthor, author);
     return note;
 }
 

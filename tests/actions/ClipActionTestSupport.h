@@ -96,7 +96,8 @@ struct SendRecorder {
 
 // Two notes with every field set, so that the document does not depend on the clock.
 Notes::NoteList SampleNotes();
-Notes::NotePtr NoteWithAuthor(const std::u16string& author);
+// A note whose content holds U+0001, which the export writer refuses.
+Notes::NotePtr NoteTheWriterRefuses();
 
 // The log lines written since construction, as "Level: message" (timestamp and line end removed).
 class LogWatch {

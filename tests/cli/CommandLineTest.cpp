@@ -6,9 +6,10 @@ namespace Tessarix::Cli {
 namespace {
 
 TEST(TxClipCommandLine, OptionsAndItemsInAnyOrder) {
-    const Options options =
-        ParseCommandLine({"a.msg", "--shift", "b.msg", "-o", "out.xml", "--combined", "c.msg"});
+    const Options options = ParseCommandLine({"a.msg", "--shift", "b.msg", "-o", "out.xml", "--combined",
+                                              "--pictures-from", "pics", "c.msg", "--pictures-from=../p"});
     EXPECT_EQ(options.items, (std::vector<std::string>{"a.msg", "b.msg", "c.msg"}));
+    EXPECT_EQ(options.pictureFolders, (std::vector<std::string>{"pics", "../p"}));
     EXPECT_EQ(options.destination, Destination::File);
     EXPECT_EQ(options.outputPath, "out.xml");
     EXPECT_TRUE(options.shift);
@@ -60,6 +61,8 @@ TEST(TxClipCommandLine, WhatCannotRunIsAUsageError) {
         {{"a.msg", "-o", "x", "--send"}, "--send and -o/--output exclude each other"},
         {{"a.msg", "--send", "-o", "x"}, "--send and -o/--output exclude each other"},
         {{"a.msg", "--shift=yes"}, "option '--shift' takes no value"},
+        {{"a.msg", "--pictures-from"}, "option '--pictures-from' needs a folder"},
+        {{"a.msg", "--pictures-from="}, "the picture folder name is empty"},
     };
     for (const auto& [arguments, message] : cases) {
         try {

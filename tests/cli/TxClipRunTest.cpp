@@ -21,9 +21,9 @@
 namespace Tessarix::Testing {
 namespace {
 
-Msg::MessageData Post(std::u16string subject) {
+Msg::MessageData Post(std::u16string subject, std::u16string messageClass = u"IPM.Post") {
     Msg::MessageData message;
-    message.props.Set(0x001A001F, Msg::Value::Unicode(u"IPM.Post"))
+    message.props.Set(0x001A001F, Msg::Value::Unicode(messageClass))
         .Set(0x0037001F, Msg::Value::Unicode(subject));
     return message;
 }
@@ -33,6 +33,7 @@ TEST_F(TxClipTest, HelpVersionAndBadUsageFollowTheUsualConventions) {
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.starts_with("Usage: txclip [OPTION]... ITEM.msg...\n"));
     EXPECT_NE(help.out.find("--combined"), std::string::npos);
+    EXPECT_NE(help.out.find("--pictures-from=FOLDER"), std::string::npos);
     EXPECT_EQ(help.err, "");
 
     const RunResult version = Run({"--version", "ignored.msg"});
@@ -41,7 +42,10 @@ TEST_F(TxClipTest, HelpVersionAndBadUsageFollowTheUsualConventions) {
     EXPECT_EQ(version.err, "");
 
     for (const auto& arguments :
-         std::vector<std::vector<std::string>>{{}, {"--frobnicate", "a.msg"}, {"a.msg", "-o"}}) {
+         std::vector<std::vector<std::string>>{{},
+                                               {"--frobnicate", "a.msg"},
+                                               {"a.msg", "-o"},
+                                               {"a.msg", "--pictures-from", (root_ / "none").string()}}) {
         const RunResult bad = Run(arguments);
         ExpectCleanExit(bad);
         EXPECT_EQ(bad.status, 2);
@@ -292,9 +296,14 @@ TEST_F(TxClipTest, AnItemWithoutANoteTypeEndsTheClipAndIsNamed) {
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_EQ(notes[0].title, "Quarterly numbers");
 
-    // First in the list: a document without notes, as the add-in would send.
-    const RunResult first = Run({post, mail, "-o", output});
+    // First in the list: a document without notes, as the add-in would send. A class that would
+    // retitle the terminal reaches it with blanks for its control characters.
+    const std::string odd = Item(Post(u"Odd", u"IPM.Post.\x1B]0;owned\x07"), "odd.msg");
+    const RunResult first = Run({odd, mail, "-o", output});
     EXPECT_EQ(first.status, 3);
+    EXPECT_TRUE(
+        first.err.starts_with("txclip: not clipped: " + odd + ": items of class \"IPM.Post. ]0;owned \""))
+        << first.err;
     EXPECT_TRUE(ReadExport(ReadFileBytes(output)).empty());
 }
 

@@ -4,12 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "core/Exceptions.h"
 #include "core/Utf.h"
 #include "html/FakeDocument.h"
+#include "html/PictureSources.h"
 #include "support/ItemLog.h"
 
 using namespace Tessarix;
@@ -85,6 +87,39 @@ TEST_F(CleanupPictures, TakesTheAddressTextuallyWithoutDecodingEscapes) {
     ASSERT_EQ(resources.size(), 1u);
     EXPECT_EQ(std::string(resources[0].GetData().View()), "escaped name");
     EXPECT_EQ(unresolved, std::vector<std::u16string>{Address("x y.png")});
+}
+
+TEST_F(CleanupPictures, UnderALimitReadsOnlyFilesInsideTheAllowedFolders) {
+    fs::create_directories(folder_ / "in");
+    fs::create_directories(folder_ / "in-other");
+    const std::u16string inside = Picture("in/a.png", "inside");
+    const std::u16string outside[] = {Picture("out.png", "outside"), Address("in/../out.png"),
+                                      Picture("in-other/b.png", "beside")};
+    FakeDocument doc;
+    for (const auto& src : outside)
+        doc.AddImage(src);
+    doc.AddImage(inside);
+    doc.AddImage(Address("in/missing.png"));
+
+    Html::Pictures::LimitLocalFolders({folder_ / "in" / "."});
+    struct Unlimit {
+        ~Unlimit() { Html::Pictures::RemoveLocalFolderLimit(); }
+    } unlimit;
+    Notes::ResourceList resources;
+    std::vector<std::u16string> unresolved;
+    Testing::ItemLog log;
+    Global::Cleanup(doc, resources, unresolved);
+
+    ASSERT_EQ(resources.size(), 1u);
+    EXPECT_EQ(std::string(resources[0].GetData().View()), "inside");
+    EXPECT_EQ(unresolved,
+              (std::vector<std::u16string>{outside[0], outside[1], outside[2], Address("in/missing.png")}));
+    const auto lines = log.Lines();
+    EXPECT_EQ(std::count_if(
+                  lines.begin(), lines.end(),
+                  [](const std::string& line) { return line.starts_with("Warning: Picture not read: "); }),
+              3);
+    EXPECT_THROW(Html::Pictures::LimitLocalFolders({folder_ / "none"}), fs::filesystem_error);
 }
 
 TEST(Cleanup, TurnsTheSerializerLimitIntoNoteContentSizeExceededWithoutResources) {

@@ -14,6 +14,7 @@
 #include "core/Utils.h"
 #include "notes/ExportDocument.h"
 #include "support/ItemLog.h"
+#include "support/RawNote.h"
 
 namespace Tessarix::Notes {
 namespace {
@@ -157,9 +158,9 @@ TEST(ExportDocumentTest, NoteWithoutMetadataIsCreatedNow) {
 TEST(ExportDocumentTest, TitleCharactersAndContentMarkers) {
     // U+0001 and a lone surrogate become blanks; a pair outside the BMP stays one character, in
     // UTF-8 (test_WriteString). The content is split as in test_WriteCData.
-    auto note = MakeNote(u"a\u0001b\xDC00"
-                         u"c\U0001F600",
-                         u"x]]>y\U0001D11E]]>");
+    const auto note = std::make_shared<Testing::RawNote>(u"a\u0001b\xDC00"
+                                                         u"c\U0001F600",
+                                                         u"x]]>y\U0001D11E]]>");
     const std::string document = BuildExportDocument({note});
     EXPECT_EQ(ElementText(document, "title"), "a b c\xF0\x9F\x98\x80");
     EXPECT_EQ(ElementText(document, "content"),
@@ -244,11 +245,12 @@ TEST_F(BuildAndSendTest, FailedHandOffRaisesItsResult) {
 }
 
 TEST_F(BuildAndSendTest, FailuresWhileBuildingSendAndDumpNothing) {
-    // A bad character in "author" is the writer's failure, raised as its HRESULT.
-    const NoteList badAuthor{MakeNote(u"t", u"c", {CMetadata(u"author", u"a\u0001")})};
+    // A character XML cannot carry that reaches the writer outside the title is its failure,
+    // raised as its HRESULT.
+    const NoteList badContent{std::make_shared<Testing::RawNote>(u"t", u"a\u0001")};
     Testing::ItemLog log;
     try {
-        BuildAndSendExport(badAuthor, false, &RecordSend);
+        BuildAndSendExport(badContent, false, &RecordSend);
         ADD_FAILURE() << "no exception";
     } catch (HResult hr) {
         EXPECT_EQ(hr, HResultFrom(0xC00CEE2Bu));

@@ -132,3 +132,35 @@ TEST(Metadata, AMissingNameThrowsTheStandardError) {
     const MetadataList list{CMetadata(u"Author", u"x")};
     EXPECT_THROW(GetMetadataByName(list, u"author"), std::runtime_error);
 }
+
+// ---- What XML cannot carry ------------------------------------------------------------------
+
+TEST(NoteText, EveryTextFieldReplacesWhatXmlCannotCarryByOneBlank) {
+    struct Case {
+        std::u16string in, out;
+    };
+    const Case cases[] = {
+        {u"form\ffeed\vtab\x1B[0mesc", u"form feed tab [0mesc"},
+        {std::u16string(u"nul\0end", 7), u"nul end"},
+        {u"\x01\x1F\x7F", u"  \x7F"},                                   // DEL is a character XML allows
+        {u"lone\xD800 high, lone\xDC00 low", u"lone  high, lone  low"}, // each a blank of its own
+        {u"\xDC00\xD800", u"  "},                                       // a pair in the wrong order
+        {u"\xD83D\xDE00 \uFFFD \uFFFE\uFFFF", u"\xD83D\xDE00 \uFFFD   "},
+        {u"kept:\t\r\n", u"kept:\t\r\n"},
+        {u"\xD800", u" "}, // a high surrogate at the very end
+    };
+    for (const Case& c : cases) {
+        CNote note;
+        note.SetTitle(c.in);
+        note.SetContent(c.in);
+        CMetadata metadata(kMetaAuthor, c.in);
+        CResource resource(u"", c.in, StringUTF8(), c.in);
+        resource.SetFileName(c.in);
+        const std::u16string seen[] = {note.GetTitle(),    note.GetContent(),       metadata.GetValue(),
+                                       resource.GetMime(), resource.GetSourceUrl(), resource.GetFileName()};
+        for (const std::u16string& value : seen)
+            EXPECT_EQ(value, c.out) << ToUtf8(c.in);
+        metadata.SetValue(c.in);
+        EXPECT_EQ(metadata.GetValue(), c.out);
+    }
+}

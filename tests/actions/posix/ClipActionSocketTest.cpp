@@ -73,7 +73,7 @@ TEST_F(ClipOverSocket, ClientRefusingIsReportedOnStandardError) {
 TEST_F(ClipOverSocket, WriterFailureSendsNothing) {
     Listener client(SocketPath(), {Turn{}});
     LogWatch log;
-    EXPECT_EQ(Clip([] { return Notes::NoteList{NoteWithAuthor(u"\u0001")}; }),
+    EXPECT_EQ(Clip([] { return Notes::NoteList{NoteTheWriterRefuses()}; }),
               "Unexpected error: Unexpected error during note creation.\n");
     EXPECT_THAT(client.Stop(), ::testing::IsEmpty());
     EXPECT_THAT(log.Lines("Critical"), ::testing::ElementsAre("Critical: Unexpected error occurs."));

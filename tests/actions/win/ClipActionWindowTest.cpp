@@ -89,7 +89,7 @@ std::vector<Path> FailurePaths() {
         {"ClientRefusing", [] { return SampleNotes(); }, true, 0,
          "Critical: BaseException(unknown type) is thrown, msg - " TX_TEXT_EN_108 ".", u"" TX_TEXT_EN_108,
          u"Error message", 1},
-        {"WriterHResult", [] { return Notes::NoteList{NoteWithAuthor(u"A\u0001")}; }, true, 1,
+        {"WriterHResult", [] { return Notes::NoteList{NoteTheWriterRefuses()}; }, true, 1,
          "Critical: Unexpected error occurs.", unexpected, u"Unexpected error"},
         {"BaseException", []() -> Notes::NoteList { throw NoteContentSizeExceededException(); }, true, 1,
          "Critical: BaseException(unknown type) is thrown, msg - Tessarix cannot create the note because it "

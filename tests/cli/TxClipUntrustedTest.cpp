@@ -1,0 +1,171 @@
+// Items as they come from anywhere: text that XML cannot carry, failures that must name the item,
+// picture addresses that point into the machine running txclip.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "ExportReader.h"
+#include "TxClipRunner.h"
+#include "cli/Samples.h"
+#include "core/CodePage.h"
+#include "core/MapiProp.h"
+
+namespace Tessarix::Testing {
+namespace {
+
+using namespace std::string_literals;
+using Msg::MessageData;
+using Msg::PropTag;
+using Msg::RecipientData;
+using Msg::Value;
+
+constexpr PropTag kMessageClass = 0x001A001F;
+constexpr PropTag kSubject = 0x0037001F;
+constexpr PropTag kSenderName = 0x0C1A001F;
+constexpr PropTag kSenderEmail = 0x0C1F001F;
+constexpr PropTag kBody = 0x1000001F;
+constexpr PropTag kDisplayName = 0x3001001F;
+constexpr PropTag kEmailAddress = 0x3003001F;
+constexpr PropTag kRecipientType = 0x0C150003;
+
+MessageData NewItem(std::u16string_view messageClass, std::u16string_view subject) {
+    MessageData message;
+    message.props.Set(kMessageClass, Value::Unicode(messageClass)).Set(kSubject, Value::Unicode(subject));
+    return message;
+}
+
+MessageData Mail(std::u16string_view subject, std::u16string_view sender, std::u16string_view recipient) {
+    MessageData mail = NewItem(u"IPM.Note", subject);
+    mail.props.Set(kSenderName, Value::Unicode(sender)).Set(kSenderEmail, Value::Unicode(u"ann@example.com"));
+    RecipientData to;
+    to.props.Set(kDisplayName, Value::Unicode(recipient))
+        .Set(kEmailAddress, Value::Unicode(u"bob@example.com"))
+        .Set(kRecipientType, Value::Long(1));
+    mail.recipients.push_back(std::move(to));
+    return mail;
+}
+
+// ---- characters XML cannot carry ----
+
+// Text pasted from terminals and old systems: form feed, vertical tab, an escape sequence, NUL, a
+// lone surrogate. Each becomes one blank, in every field; TAB stays.
+TEST_F(TxClipTest, ControlCharactersInAnItemBecomeBlanksInItsNote) {
+    const std::u16string pasted = u"a\fb\vc\x1B[0md\0e\xD800"
+                                  u"f\tg"s;
+    MessageData mail = Mail(u"Re: " + pasted, u"Ann " + pasted, u"Bob " + pasted);
+    mail.props.Set(kBody, Value::Unicode(u"Body " + pasted + u"\x01\x1F\uFFFF."));
+    MessageData sticky = NewItem(u"IPM.StickyNote", pasted);
+    sticky.props.Set(kBody, Value::Unicode(pasted + u"\r\n" + pasted));
+
+    const auto notes = ReadExport(ClipToFile({Item(mail, "mail.msg"), Item(sticky, "sticky.msg")}));
+    ASSERT_EQ(notes.size(), 2u);
+    const std::string cleaned = "a b c [0md e f\tg";
+    EXPECT_EQ(notes[0].title, "Re: " + cleaned);
+    EXPECT_EQ(notes[0].Attribute("author"), "Ann " + cleaned);
+    EXPECT_TRUE(notes[0].content.starts_with("<b>Subject:</b> Re: " + cleaned + "<br/><b>From:</b> Ann " +
+                                             cleaned + "<br/><b>To:</b> Bob " + cleaned + "<br/>"))
+        << notes[0].content;
+    EXPECT_NE(notes[0].Unstyled().find("<BODY>Body " + cleaned + "   .</BODY>"), std::string::npos)
+        << notes[0].content;
+
+    EXPECT_EQ(notes[1].title, cleaned);
+    EXPECT_TRUE(notes[1].content.ends_with("<hr /><br>" + cleaned + "\r<br>" + cleaned)) << notes[1].content;
+}
+
+// ---- a failing item is named ----
+
+TEST_F(TxClipTest, AFailureNamesTheItemByFileAndSubject) {
+    MessageData good = Mail(u"Fine", u"Ann", u"Bob");
+    good.props.Set(kBody, Value::Unicode(u"Short."));
+    // Past the note-content limit once every line break is serialized; the subject would clear
+    // the user's screen if it reached the terminal as it is.
+    MessageData large = Mail(u"Big\x1B[2Jreport", u"Ann", u"Bob");
+    std::u16string lines;
+    for (int i = 0; i < 800000; ++i)
+        lines += u"\r\n";
+    large.props.Set(kBody, Value::Unicode(lines));
+    const std::string failing = Item(large, "large.msg");
+
+    const RunResult result = Run({Item(good, "good.msg"), failing, "-o", (out_ / "clip.xml").string()});
+    ExpectCleanExit(result);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(
+        result.err.starts_with("Error message: Tessarix cannot create the note because it is too large."))
+        << result.err;
+    EXPECT_NE(result.err.find("\ntxclip: nothing was written; the failure came while clipping " + failing +
+                              " (\"Big [2Jreport\") (details in the log "),
+              std::string::npos)
+        << result.err;
+    EXPECT_TRUE(Entries(out_).empty());
+}
+
+// ---- pictures named by local paths ----
+
+class TxClipLocalPictures : public TxClipTest {
+protected:
+    TxClipLocalPictures() {
+        namespace fs = std::filesystem;
+        for (const char* folder : {"secret", "pictures", "pictures-old"})
+            fs::create_directory(root_ / folder);
+        WriteFileBytes(root_ / "secret/key", kSecret);
+        WriteFileBytes(root_ / "pictures-old/key.png", kSecret);
+        WriteFileBytes(root_ / "pictures/chart.png", Cli::Samples::PngPixel());
+        fs::create_symlink(root_ / "secret/key", root_ / "pictures/link.png");
+    }
+
+    // An HTML mail whose pictures name the files above in every way a path can reach them.
+    std::string ItemNamingLocalFiles() {
+        const std::string root = root_.string();
+        const std::string addresses[] = {
+            "file://" + root + "/secret/key",             // outside every folder
+            root + "/secret/key",                         // a bare path
+            "file://" + root + "/pictures/../secret/key", // out through ".."
+            "file://" + root + "/pictures/link.png",      // out through a symbolic link
+            "file://" + root + "/pictures-old/key.png",   // a folder whose name only begins alike
+            "file://" + root + "/pictures/chart.png",     // the one picture inside
+        };
+        std::string html = "<html><body><p>Pictures:";
+        for (const std::string& address : addresses)
+            html += "<img src=\"" + address + "\">";
+        html += "</p></body></html>";
+        MessageData mail = Mail(u"Pictures", u"Ann", u"Bob");
+        mail.props.Set(Mapi::kPR_INTERNET_CPID, Value::Long(CodePage::kUtf8))
+            .Set(Mapi::kPR_HTML, Value::Binary(html));
+        return Item(mail, "pictures.msg");
+    }
+
+    std::size_t RefusalsLogged() const {
+        std::size_t count = 0;
+        for (const std::string& name : Entries(LogFolder())) {
+            const std::string log = ReadFileBytes(LogFolder() / name);
+            for (std::size_t at = log.find("Warning: Picture not read: "); at != std::string::npos;
+                 at = log.find("Warning: Picture not read: ", at + 1))
+                ++count;
+        }
+        return count;
+    }
+
+    static constexpr char kSecret[] = "ssh-ed25519 the user's own key";
+};
+
+TEST_F(TxClipLocalPictures, ByDefaultNoLocalFileIsRead) {
+    const auto notes = ReadExport(ClipToFile({ItemNamingLocalFiles()}));
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_TRUE(notes[0].resources.empty());
+    EXPECT_EQ(RefusalsLogged(), 6u);
+}
+
+TEST_F(TxClipLocalPictures, OnlyFilesInsideTheNamedFoldersAreRead) {
+    const auto notes =
+        ReadExport(ClipToFile({ItemNamingLocalFiles(), "--pictures-from", (root_ / "pictures").string(),
+                               "--pictures-from=" + out_.string()}));
+    ASSERT_EQ(notes.size(), 1u);
+    ASSERT_EQ(notes[0].resources.size(), 1u);
+    EXPECT_EQ(notes[0].resources[0].sourceUrl, "file://" + (root_ / "pictures/chart.png").string());
+    EXPECT_EQ(notes[0].resources[0].mime, "image/png");
+    EXPECT_EQ(notes[0].resources[0].data, Cli::Samples::PngPixel());
+    EXPECT_EQ(RefusalsLogged(), 5u);
+}
+
+} // namespace
+} // namespace Tessarix::Testing
