@@ -596,6 +596,26 @@ Sample AucklandAllDay() {
     return {"21-appointment-all-day-auckland.msg", std::move(m)};
 }
 
+// Text pasted from terminals and old systems into every field: form feed, vertical tab, an escape
+// sequence, NUL, a lone surrogate; TAB is text like any other.
+std::u16string Pasted() {
+    return std::u16string(u"a\fb\vc\x1B[0md") + u'\0' + u"e\xD800" + u"f\tg";
+}
+
+Sample ControlCharactersMail() {
+    MessageData m = Item(u"IPM.Note", u"Re: " + Pasted());
+    Sender(m, u"Ann " + Pasted(), u"ann@example.com");
+    m.props.Set(kBody, Value::Unicode(u"Body " + Pasted() + u"\x01\x1F\uFFFF."));
+    m.recipients.push_back(Recipient(u"Bob " + Pasted(), u"bob@example.com", 1));
+    return {"22-mail-control-characters.msg", std::move(m)};
+}
+
+Sample ControlCharactersNote() {
+    MessageData m = Item(u"IPM.StickyNote", Pasted());
+    m.props.Set(kBody, Value::Unicode(Pasted() + u"\r\n" + Pasted()));
+    return {"23-sticky-note-control-characters.msg", std::move(m)};
+}
+
 // ---- files that are not readable items ----
 
 Msg::Cfb::Storage& AttachmentStorage(Msg::Cfb::Storage& message, int number) {
@@ -675,6 +695,8 @@ std::vector<Sample> Items() {
     items.push_back(CyrillicInternetOnlyMail());
     items.push_back(PolishContact());
     items.push_back(AucklandAllDay());
+    items.push_back(ControlCharactersMail());
+    items.push_back(ControlCharactersNote());
     return items;
 }
 

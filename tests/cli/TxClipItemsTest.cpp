@@ -296,7 +296,8 @@ TEST_F(TxClipItems, EverySampleInOneClipInTheOrderGiven) {
     ASSERT_EQ(notes.size(), items.size());
     EXPECT_EQ(notes.front().title, "Quarterly numbers");
     EXPECT_EQ(notes[9].title, "Dana Scully");
-    EXPECT_EQ(notes.back().title, "Waitangi Day");
+    EXPECT_EQ(notes[15].title, "Buy milk");
+    EXPECT_EQ(notes.back().title, "a b c [0md e f\tg");
     // Items without a creation time of their own are stamped with the time of the clip, in UTC.
     for (const auto& note : notes)
         EXPECT_TRUE(note.created.size() == 24 && note.created[10] == 'T' && note.created.ends_with("Z"))

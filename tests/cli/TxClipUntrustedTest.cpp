@@ -50,14 +50,8 @@ MessageData Mail(std::u16string_view subject, std::u16string_view sender, std::u
 // Text pasted from terminals and old systems: form feed, vertical tab, an escape sequence, NUL, a
 // lone surrogate. Each becomes one blank, in every field; TAB stays.
 TEST_F(TxClipTest, ControlCharactersInAnItemBecomeBlanksInItsNote) {
-    const std::u16string pasted = u"a\fb\vc\x1B[0md\0e\xD800"
-                                  u"f\tg"s;
-    MessageData mail = Mail(u"Re: " + pasted, u"Ann " + pasted, u"Bob " + pasted);
-    mail.props.Set(kBody, Value::Unicode(u"Body " + pasted + u"\x01\x1F\uFFFF."));
-    MessageData sticky = NewItem(u"IPM.StickyNote", pasted);
-    sticky.props.Set(kBody, Value::Unicode(pasted + u"\r\n" + pasted));
-
-    const auto notes = ReadExport(ClipToFile({Item(mail, "mail.msg"), Item(sticky, "sticky.msg")}));
+    const auto notes = ReadExport(ClipToFile(
+        {Sample("22-mail-control-characters.msg"), Sample("23-sticky-note-control-characters.msg")}));
     ASSERT_EQ(notes.size(), 2u);
     const std::string cleaned = "a b c [0md e f\tg";
     EXPECT_EQ(notes[0].title, "Re: " + cleaned);
