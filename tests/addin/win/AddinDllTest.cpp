@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "AddinModule.h"
@@ -257,6 +259,142 @@ TEST_F(RegistrationTest, PerUserRegistrationStaysUnderTheUsersClasses) {
     EXPECT_EQ(Dll().install(TRUE, L"everyone"), E_INVALIDARG);
     EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
 }
+
+// ---------------------------------------------------------------------------------------------
+// Registry views: on 64-bit Windows a 32-bit process (a 32-bit Outlook, the 32-bit regsvr32) reads
+// classes from the 32-bit view, which 64-bit processes see under Wow6432Node. The DLL must land in
+// the view of its own bitness, through the regsvr32 of that bitness, for both scopes. On 32-bit
+// Windows there is one view and the view flags are ignored.
+
+constexpr REGSAM kOwnView = sizeof(void*) == 4 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+constexpr REGSAM kOtherView = sizeof(void*) == 4 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+
+bool SystemHasTwoViews() {
+    BOOL wow64 = FALSE;
+    return sizeof(void*) == 8 || (::IsWow64Process(::GetCurrentProcess(), &wow64) && wow64);
+}
+
+struct KeyCloser {
+    void operator()(HKEY key) const { ::RegCloseKey(key); }
+};
+using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+UniqueKey OpenKey(HKEY root, const std::wstring& path, REGSAM view) {
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
+        return nullptr;
+    return UniqueKey(key);
+}
+
+std::wstring ViewValue(HKEY root, const std::wstring& path, REGSAM view) {
+    const UniqueKey key = OpenKey(root, path, view);
+    wchar_t buffer[1024] = {};
+    DWORD size = sizeof(buffer);
+    if (!key ||
+        ::RegGetValueW(key.get(), nullptr, nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
+        return L"<missing>";
+    return buffer;
+}
+
+// Every key path under `path`, `depth` levels deep, as one view shows it.
+void CollectKeys(HKEY root, const std::wstring& path, REGSAM view, int depth,
+                 std::vector<std::wstring>& out) {
+    const UniqueKey key = OpenKey(root, path, view);
+    if (!key || depth == 0)
+        return;
+    wchar_t name[256];
+    for (DWORD i = 0;; ++i) {
+        DWORD length = 256;
+        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
+        const std::wstring child = path + L"\\" + std::wstring(name, length);
+        out.push_back(child);
+        CollectKeys(root, child, view, depth - 1, out);
+    }
+}
+
+// The class roots of both scopes in both views: two levels catch every key the script and the type
+// library add ("CLSID\\{...}", "TessarixOL.Connect\\CurVer", "TypeLib\\{...}").
+std::vector<std::wstring> ClassKeysInBothViews() {
+    std::vector<std::wstring> keys;
+    for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
+        keys.push_back(view == KEY_WOW64_32KEY ? L"[32]" : L"[64]");
+        CollectKeys(HKEY_LOCAL_MACHINE, L"Software\\Classes", view, 2, keys);
+        CollectKeys(HKEY_CURRENT_USER, L"Software\\Classes", view, 2, keys);
+    }
+    return keys;
+}
+
+// regsvr32 of this process's bitness (on 64-bit Windows a 32-bit process that names System32 gets
+// SysWOW64): its exit code, or -1 when it could not run.
+long Regsvr32(const std::wstring& options) {
+    wchar_t system[MAX_PATH] = {};
+    ::GetSystemDirectoryW(system, MAX_PATH);
+    std::wstring command =
+        L"\"" + std::wstring(system) + L"\\regsvr32.exe\" /s " + options + L" \"" + Dll().path + L"\"";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                          &process))
+        return -1;
+    const std::unique_ptr<void, decltype(&::CloseHandle)> processHandle(process.hProcess, &::CloseHandle);
+    const std::unique_ptr<void, decltype(&::CloseHandle)> threadHandle(process.hThread, &::CloseHandle);
+    DWORD code = 0;
+    if (::WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0 ||
+        !::GetExitCodeProcess(process.hProcess, &code))
+        return -1;
+    return static_cast<long>(code);
+}
+
+struct Scope {
+    const char* name;
+    HKEY root;
+    const wchar_t* options; // regsvr32's, before /u for unregistration
+    // Windows 7 and later keep the class keys of both scopes per view, and COM reads the user's
+    // classes before the machine's. Wine separates the views of HKEY_LOCAL_MACHINE\\Software only and
+    // its COM reads the machine's classes only, so the per-user case checks the keys in the DLL's
+    // own view and the exact removal, which both show alike.
+    bool machine;
+};
+
+std::string ScopeName(const testing::TestParamInfo<Scope>& scope) {
+    return scope.param.name;
+}
+
+class RegistryViewTest : public RegistrationTest, public testing::WithParamInterface<Scope> {};
+
+TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndUnregistersExactlyThat) {
+    const Scope& scope = GetParam();
+    const std::vector<std::wstring> before = ClassKeysInBothViews();
+    const std::wstring classes = L"Software\\Classes\\";
+
+    ASSERT_EQ(Regsvr32(scope.options), 0);
+    EXPECT_EQ(_wcsicmp(ViewValue(scope.root, classes + kClassKey + L"\\InprocServer32", kOwnView).c_str(),
+                       Dll().path.c_str()),
+              0);
+    EXPECT_EQ(ViewValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", kOwnView),
+              L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
+    if (scope.machine) {
+        EXPECT_EQ(OpenKey(scope.root, classes + kClassKey, kOtherView) == nullptr, SystemHasTwoViews());
+        // COM in a process of the DLL's bitness finds the class from its ProgID.
+        CLSID found{};
+        EXPECT_EQ(::CLSIDFromProgID(L"TessarixOL.Connect", &found), S_OK);
+        EXPECT_EQ(found, __uuidof(::Connect));
+        ComPtr<IClassFactory> factory;
+        EXPECT_EQ(::CoGetClassObject(found, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                                     reinterpret_cast<void**>(factory.AddressOf())),
+                  S_OK);
+    }
+
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    EXPECT_EQ(ClassKeysInBothViews(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scopes, RegistryViewTest,
+                         testing::Values(Scope{"Machine", HKEY_LOCAL_MACHINE, L"", true},
+                                         Scope{"User", HKEY_CURRENT_USER, L"/n /i:user", false}),
+                         &ScopeName);
 
 // ---------------------------------------------------------------------------------------------
 // The type library and IDispatch
