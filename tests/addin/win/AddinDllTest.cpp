@@ -230,34 +230,10 @@ TEST_F(RegistrationTest, RegisteringTwiceLeavesOneSetOfKeys) {
               (std::vector<std::wstring>{L"CLSID", L"CurVer"}));
 }
 
-TEST_F(RegistrationTest, UnregisterRemovesClassAndProgIdsAndKeepsTheClsidRoot) {
-    ASSERT_EQ(Dll().registerServer(), S_OK);
-    ASSERT_EQ(Dll().unregisterServer(), S_OK);
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect.1"));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kTypeLibKey));
-    EXPECT_TRUE(KeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
-    EXPECT_FALSE(Subkeys(HKEY_CLASSES_ROOT, L"CLSID").empty()); // the other classes stay
-    // Unregistering again finds nothing to remove and still succeeds.
-    EXPECT_EQ(Dll().unregisterServer(), S_OK);
-}
-
-TEST_F(RegistrationTest, PerUserRegistrationStaysUnderTheUsersClasses) {
-    ASSERT_EQ(Dll().unregisterServer(), S_OK);
-    ASSERT_EQ(Dll().install(TRUE, L"user"), S_OK);
-    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey + L"\\InprocServer32"));
-    EXPECT_EQ(StringValue(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect\\CurVer"),
-              L"TessarixOL.Connect.1");
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, L"Software\\Classes\\" + kClassKey));
-
-    ASSERT_EQ(Dll().install(FALSE, L"user"), S_OK);
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey));
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect"));
-    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes"));
-
+TEST_F(RegistrationTest, DllInstallKnowsOnlyTheUserAndMachineScopes) {
     EXPECT_EQ(Dll().install(TRUE, L"everyone"), E_INVALIDARG);
     EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
+    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -364,8 +340,10 @@ std::string ScopeName(const testing::TestParamInfo<Scope>& scope) {
 
 class RegistryViewTest : public RegistrationTest, public testing::WithParamInterface<Scope> {};
 
-TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndUnregistersExactlyThat) {
+TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUnregistersExactlyThat) {
     const Scope& scope = GetParam();
+    // Unregistering what is not registered finds nothing to remove and succeeds.
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
     const std::vector<std::wstring> before = ClassKeysInBothViews();
     const std::wstring classes = L"Software\\Classes\\";
 
@@ -375,6 +353,8 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndUnregister
               0);
     EXPECT_EQ(ViewValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", kOwnView),
               L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
+    const HKEY otherScope = scope.machine ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+    EXPECT_EQ(OpenKey(otherScope, classes + kClassKey, kOwnView), nullptr);
     if (scope.machine) {
         EXPECT_EQ(OpenKey(scope.root, classes + kClassKey, kOtherView) == nullptr, SystemHasTwoViews());
         // COM in a process of the DLL's bitness finds the class from its ProgID.
