@@ -294,10 +294,16 @@ void CollectKeys(HKEY root, const std::wstring& path, REGSAM view, int depth,
 std::vector<std::wstring> ClassKeysInBothViews() {
     std::vector<std::wstring> keys;
     for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-        keys.push_back(view == KEY_WOW64_32KEY ? L"[32]" : L"[64]");
-        CollectKeys(HKEY_LOCAL_MACHINE, L"Software\\Classes", view, 2, keys);
-        CollectKeys(HKEY_CURRENT_USER, L"Software\\Classes", view, 2, keys);
+        for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+            std::vector<std::wstring> seen;
+            CollectKeys(root, L"Software\\Classes", view, 2, seen);
+            const std::wstring label = std::wstring(view == KEY_WOW64_32KEY ? L"32:" : L"64:") +
+                                       (root == HKEY_LOCAL_MACHINE ? L"HKLM\\" : L"HKCU\\");
+            for (const std::wstring& key : seen)
+                keys.push_back(label + key);
+        }
     }
+    std::sort(keys.begin(), keys.end());
     return keys;
 }
 
@@ -342,7 +348,9 @@ class RegistryViewTest : public RegistrationTest, public testing::WithParamInter
 
 TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUnregistersExactlyThat) {
     const Scope& scope = GetParam();
-    // Unregistering what is not registered finds nothing to remove and succeeds.
+    // A first round leaves the keys that the script never removes (its NoRemove CLSID root); each
+    // later round must leave exactly what the first left.
+    ASSERT_EQ(Regsvr32(scope.options), 0);
     ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
     const std::vector<std::wstring> before = ClassKeysInBothViews();
     const std::wstring classes = L"Software\\Classes\\";
@@ -368,7 +376,15 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUn
     }
 
     ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
-    EXPECT_EQ(ClassKeysInBothViews(), before);
+    const std::vector<std::wstring> after = ClassKeysInBothViews();
+    std::vector<std::wstring> left, removed;
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(left));
+    std::set_difference(before.begin(), before.end(), after.begin(), after.end(),
+                        std::back_inserter(removed));
+    EXPECT_EQ(left, std::vector<std::wstring>{});
+    EXPECT_EQ(removed, std::vector<std::wstring>{});
+    // Unregistering what is not registered finds nothing to remove and succeeds.
+    EXPECT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scopes, RegistryViewTest,
