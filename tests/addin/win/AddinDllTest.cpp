@@ -51,36 +51,49 @@ const std::vector<std::wstring> kClassSubkeys = {L"InprocServer32", L"ProgID", L
 // ---------------------------------------------------------------------------------------------
 // Registry inspection
 
-bool KeyExists(HKEY root, const std::wstring& path) {
+struct KeyCloser {
+    void operator()(HKEY key) const { ::RegCloseKey(key); }
+};
+using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+// `view`: 0 for the process's own registry view, or KEY_WOW64_32KEY / KEY_WOW64_64KEY.
+UniqueKey OpenKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
     HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    ::RegCloseKey(key);
-    return true;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
+        return nullptr;
+    return UniqueKey(key);
 }
 
-std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr) {
+bool KeyExists(HKEY root, const std::wstring& path) {
+    return OpenKey(root, path) != nullptr;
+}
+
+std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr,
+                         REGSAM view = 0) {
+    const UniqueKey key = OpenKey(root, path, view);
     wchar_t buffer[1024] = {};
     DWORD size = sizeof(buffer);
-    if (::RegGetValueW(root, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS) {
+    if (!key ||
+        ::RegGetValueW(key.get(), nullptr, name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
         return L"<missing>";
-    }
     return buffer;
 }
 
-std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path) {
+// The names of the subkeys, sorted; with `depth` > 1 also theirs, as paths below `path`.
+std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM view = 0, int depth = 1) {
     std::vector<std::wstring> names;
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return names;
+    const UniqueKey key = OpenKey(root, path, view);
     wchar_t name[256];
-    for (DWORD i = 0;; ++i) {
+    for (DWORD i = 0; key; ++i) {
         DWORD length = 256;
-        if (::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
             break;
         names.emplace_back(name, length);
+        if (depth > 1) {
+            for (const std::wstring& below : Subkeys(root, path + L"\\" + names.back(), view, depth - 1))
+                names.push_back(std::wstring(name, length) + L"\\" + below);
+        }
     }
-    ::RegCloseKey(key);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -250,56 +263,15 @@ bool SystemHasTwoViews() {
     return sizeof(void*) == 8 || (::IsWow64Process(::GetCurrentProcess(), &wow64) && wow64);
 }
 
-struct KeyCloser {
-    void operator()(HKEY key) const { ::RegCloseKey(key); }
-};
-using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
-
-UniqueKey OpenKey(HKEY root, const std::wstring& path, REGSAM view) {
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
-        return nullptr;
-    return UniqueKey(key);
-}
-
-std::wstring ViewValue(HKEY root, const std::wstring& path, REGSAM view) {
-    const UniqueKey key = OpenKey(root, path, view);
-    wchar_t buffer[1024] = {};
-    DWORD size = sizeof(buffer);
-    if (!key ||
-        ::RegGetValueW(key.get(), nullptr, nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
-        return L"<missing>";
-    return buffer;
-}
-
-// Every key path under `path`, `depth` levels deep, as one view shows it.
-void CollectKeys(HKEY root, const std::wstring& path, REGSAM view, int depth,
-                 std::vector<std::wstring>& out) {
-    const UniqueKey key = OpenKey(root, path, view);
-    if (!key || depth == 0)
-        return;
-    wchar_t name[256];
-    for (DWORD i = 0;; ++i) {
-        DWORD length = 256;
-        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            break;
-        const std::wstring child = path + L"\\" + std::wstring(name, length);
-        out.push_back(child);
-        CollectKeys(root, child, view, depth - 1, out);
-    }
-}
-
 // The class roots of both scopes in both views: two levels catch every key the script and the type
 // library add ("CLSID\\{...}", "TessarixOL.Connect\\CurVer", "TypeLib\\{...}").
 std::vector<std::wstring> ClassKeysInBothViews() {
     std::vector<std::wstring> keys;
     for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
         for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-            std::vector<std::wstring> seen;
-            CollectKeys(root, L"Software\\Classes", view, 2, seen);
             const std::wstring label = std::wstring(view == KEY_WOW64_32KEY ? L"32:" : L"64:") +
                                        (root == HKEY_LOCAL_MACHINE ? L"HKLM\\" : L"HKCU\\");
-            for (const std::wstring& key : seen)
+            for (const std::wstring& key : Subkeys(root, L"Software\\Classes", view, 2))
                 keys.push_back(label + key);
         }
     }
@@ -356,10 +328,12 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUn
     const std::wstring classes = L"Software\\Classes\\";
 
     ASSERT_EQ(Regsvr32(scope.options), 0);
-    EXPECT_EQ(_wcsicmp(ViewValue(scope.root, classes + kClassKey + L"\\InprocServer32", kOwnView).c_str(),
-                       Dll().path.c_str()),
-              0);
-    EXPECT_EQ(ViewValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", kOwnView),
+    EXPECT_EQ(
+        _wcsicmp(
+            StringValue(scope.root, classes + kClassKey + L"\\InprocServer32", nullptr, kOwnView).c_str(),
+            Dll().path.c_str()),
+        0);
+    EXPECT_EQ(StringValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", nullptr, kOwnView),
               L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
     const HKEY otherScope = scope.machine ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
     EXPECT_EQ(OpenKey(otherScope, classes + kClassKey, kOwnView), nullptr);
