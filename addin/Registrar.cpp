@@ -3,6 +3,7 @@
 #include <oleauto.h>
 
 #include <string>
+#include <type_traits>
 
 #include "addin/ComModule.h"
 #include "addin/RegistryScript.h"
@@ -176,6 +177,10 @@ RegistryScript LoadScript(RegistrationScope scope, const std::u16string& moduleP
 
 using RegisterTypeLibFunction = HRESULT(WINAPI*)(ITypeLib*, OLECHAR*, OLECHAR*);
 using UnRegisterTypeLibFunction = HRESULT(WINAPI*)(REFGUID, WORD, WORD, LCID, SYSKIND);
+// The per-user functions are called like the machine-wide ones (a wrong convention corrupts the
+// stack on x86 alone).
+static_assert(std::is_same_v<RegisterTypeLibFunction, decltype(&::RegisterTypeLib)>);
+static_assert(std::is_same_v<UnRegisterTypeLibFunction, decltype(&::UnRegisterTypeLib)>);
 
 // The per-user entry points exist from Windows Vista on; they are looked up so that an older
 // OLEAUT32.DLL falls back to the machine-wide ones.

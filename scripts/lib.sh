@@ -17,10 +17,11 @@ start_display() {
   trap 'kill $TX_XVFB_PID 2>/dev/null || true' EXIT
 }
 
-# configure_and_build PRESET: configures once, then builds incrementally.
+# configure_and_build PRESET: configures once (again when the presets changed), then builds
+# incrementally.
 configure_and_build() {
   local preset=$1
-  if [ ! -f "build/$preset/CMakeCache.txt" ]; then
+  if [ ! -f "build/$preset/CMakeCache.txt" ] || [ CMakePresets.json -nt "build/$preset/CMakeCache.txt" ]; then
     cmake --preset "$preset" >/dev/null
   fi
   cmake --build --preset "$preset" -- -j"$(nproc)"

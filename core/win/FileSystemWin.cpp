@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "core/FileSystem.h"
 #include "core/Utf.h"
@@ -70,6 +71,7 @@ std::u16string ForwardSlashes(std::u16string path) {
 constexpr GUID kLocalAppDataLow = {
     0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
 using GetKnownFolderPath = HRESULT(WINAPI*)(const GUID&, DWORD, HANDLE, PWSTR*);
+static_assert(std::is_same_v<GetKnownFolderPath, decltype(&::SHGetKnownFolderPath)>);
 
 std::u16string KnownFolderLocalLow() {
     UniqueModule shell(::LoadLibraryW(L"Shell32.dll"));

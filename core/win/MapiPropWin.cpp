@@ -2,9 +2,12 @@
 
 #include <windows.h>
 
+#include <mapi.h>
 #include <mapicode.h>
+#include <mapiutil.h>
 #include <objidl.h>
 
+#include <cstddef>
 #include <memory>
 #include <type_traits>
 
@@ -26,10 +29,20 @@ struct RtfWcsRetInfo { // RTF_WCSRETINFO
     ULONG size;
     ULONG ulStreamFlags;
 };
+// MAPI's values as msmapi32.dll and mapi32.dll lay them out: the value union is 8-aligned on both
+// bitnesses (it holds doubles, 64-bit integers and FILETIMEs), so it starts at byte 8.
+static_assert(sizeof(RtfWcsInfo) == 16 && sizeof(RtfWcsRetInfo) == 8);
+static_assert(offsetof(SPropValue, Value) == 8 && offsetof(SPropValue, Value.ft) == 8 &&
+              sizeof(FILETIME) == 8);
+static_assert(sizeof(SPropValue) == (sizeof(void*) == 4 ? 16 : 24));
 using WrapCompressedRtfStreamExFn = HRESULT(STDAPICALLTYPE*)(IStream*, const RtfWcsInfo*, IStream**,
                                                              RtfWcsRetInfo*);
 using HrGetOnePropFn = HRESULT(STDAPICALLTYPE*)(IMAPIProp*, ULONG, SPropValue**);
 using MapiFreeBufferFn = ULONG(STDAPICALLTYPE*)(void*);
+// Looked up at run time, so only these declarations say how they are called; a wrong convention
+// corrupts the stack on x86 alone.
+static_assert(std::is_same_v<HrGetOnePropFn, decltype(&::HrGetOneProp)>);
+static_assert(std::is_same_v<MapiFreeBufferFn, decltype(&::MAPIFreeBuffer)>);
 
 struct ModuleDeleter {
     void operator()(HMODULE module) const { FreeLibrary(module); }

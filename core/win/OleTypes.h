@@ -4,6 +4,7 @@
 
 #include <oleauto.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,6 +12,13 @@
 #include "core/Exceptions.h"
 
 namespace Tessarix::Win {
+
+// The automation ABI of the host's bitness, which Outlook's and Office's objects were built for: a
+// different packing here would misread every argument and result.
+constexpr std::size_t kPointerBytes = sizeof(void*);
+static_assert(sizeof(VARIANT) == (kPointerBytes == 4 ? 16 : 24) && offsetof(VARIANT, lVal) == 8);
+static_assert(sizeof(DISPPARAMS) == 2 * kPointerBytes + 8 &&
+              offsetof(DISPPARAMS, cArgs) == 2 * kPointerBytes);
 
 // Owns one BSTR. A null BSTR is the empty text, as automation treats it.
 class Bstr {

@@ -1,6 +1,7 @@
 #include "notes/win/TxClipperSDKWin.h"
 
 #include <atomic>
+#include <cstddef>
 
 #include "notes/TxClipperSDK.h"
 
@@ -8,6 +9,11 @@ namespace Tessarix::Notes {
 namespace {
 
 constexpr DWORD_PTR kPingAnswer = 64;
+
+// The record the client reads: the flag is pointer-sized, the length follows it.
+static_assert(sizeof(COPYDATASTRUCT) == 3 * sizeof(void*) && sizeof(COPYDATASTRUCT::dwData) == sizeof(void*));
+static_assert(offsetof(COPYDATASTRUCT, cbData) == sizeof(void*) &&
+              offsetof(COPYDATASTRUCT, lpData) == 2 * sizeof(void*));
 
 // Process attach and the user-interface thread both get here; the number is the same for both.
 std::atomic<UINT> g_pingMessage{0};

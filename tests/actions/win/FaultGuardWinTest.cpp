@@ -4,7 +4,10 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 #include "../ClipActionTestSupport.h"
 #include "actions/FaultGuard.h"
@@ -17,11 +20,36 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Read through a volatile so that the compiler emits the access instead of a trap of its own.
+// Read through volatiles so that the compiler emits the faulting instruction instead of a trap of
+// its own.
 int* volatile nowhere = nullptr;
+volatile int dividend = 7;
+volatile int zero = 0;
 
 void WriteThroughNull(void*) {
     *nowhere = 42;
+}
+void DivideByZero(void*) {
+    volatile int quotient = dividend / zero;
+    (void)quotient;
+}
+void IllegalInstruction(void*) {
+    asm volatile("ud2");
+}
+
+// The processor faults a clip may meet, each with the code the guard must return.
+struct Fault {
+    const char* name;
+    GuardedFunction raise;
+    DWORD code;
+};
+const Fault kFaults[] = {
+    {"AccessViolation", &WriteThroughNull, EXCEPTION_ACCESS_VIOLATION},
+    {"IntegerDivideByZero", &DivideByZero, EXCEPTION_INT_DIVIDE_BY_ZERO},
+    {"IllegalInstruction", &IllegalInstruction, EXCEPTION_ILLEGAL_INSTRUCTION},
+};
+std::string FaultName(const ::testing::TestParamInfo<Fault>& info) {
+    return info.param.name;
 }
 
 TEST(FaultGuard, ReturnsNothingWhenTheCallReturns) {
@@ -30,10 +58,31 @@ TEST(FaultGuard, ReturnsNothingWhenTheCallReturns) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST(FaultGuard, CatchesAccessViolationsAgainAndAgain) {
+class GuardedFault : public ::testing::TestWithParam<Fault> {};
+
+TEST_P(GuardedFault, IsCaughtWithItsCodeAgainAndAgain) {
     for (int i = 0; i < 100; ++i)
-        ASSERT_EQ(RunFaultGuarded(&WriteThroughNull, nullptr), EXCEPTION_ACCESS_VIOLATION) << "round " << i;
+        ASSERT_EQ(RunFaultGuarded(GetParam().raise, nullptr), GetParam().code) << "round " << i;
 }
+
+// The guard is per thread (on x86 the handler chain hangs off each thread's own block): a fault on
+// a second thread is caught by that thread's guard while the first thread's guard stays in place.
+TEST_P(GuardedFault, OnASecondThreadIsCaughtThereWhileAnOuterGuardRuns) {
+    struct Trace {
+        GuardedFunction raise;
+        std::optional<std::uint32_t> onThread;
+    } trace{GetParam().raise, std::nullopt};
+    const auto spawn = [](void* t) {
+        auto* self = static_cast<Trace*>(t);
+        std::thread([self] { self->onThread = RunFaultGuarded(self->raise, nullptr); }).join();
+    };
+    EXPECT_EQ(RunFaultGuarded(spawn, &trace), std::nullopt);
+    EXPECT_EQ(trace.onThread, GetParam().code);
+    // And this thread's chain is intact: a fault here is still caught here.
+    EXPECT_EQ(RunFaultGuarded(GetParam().raise, nullptr), GetParam().code);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, GuardedFault, ::testing::ValuesIn(kFaults), &FaultName);
 
 TEST(FaultGuard, CatchesRaisedExceptionsWithTheirCode) {
     const auto raise = [](void*) {
@@ -85,11 +134,14 @@ protected:
     InstalledUi installed_;
 };
 
-TEST_F(ClipFault, NullDereferenceInGetNotesIsReportedAndSwallowed) {
+class ClipFaultKind : public ClipFault, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(ClipFaultKind, InGetNotesIsReportedAndSwallowedAndTheNextClipRuns) {
     LogWatch log;
+    const GuardedFunction raise = GetParam().raise;
     ScriptedAction faulting(
-        []() -> Notes::NoteList {
-            WriteThroughNull(nullptr);
+        [raise]() -> Notes::NoteList {
+            raise(nullptr);
             return {};
         },
         &SendRecorder::Send);
@@ -107,6 +159,8 @@ TEST_F(ClipFault, NullDereferenceInGetNotesIsReportedAndSwallowed) {
     EXPECT_EQ(SendRecorder::sent.size(), 1u);
     EXPECT_EQ(installed_.ui.boxes.size(), 1u);
 }
+
+INSTANTIATE_TEST_SUITE_P(Faults, ClipFaultKind, ::testing::ValuesIn(kFaults), &FaultName);
 
 TEST_F(ClipFault, FaultWhileReportingIsCaughtToo) {
     LogWatch log;

@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "AddinModule.h"
@@ -49,36 +51,49 @@ const std::vector<std::wstring> kClassSubkeys = {L"InprocServer32", L"ProgID", L
 // ---------------------------------------------------------------------------------------------
 // Registry inspection
 
-bool KeyExists(HKEY root, const std::wstring& path) {
+struct KeyCloser {
+    void operator()(HKEY key) const { ::RegCloseKey(key); }
+};
+using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+// `view`: 0 for the process's own registry view, or KEY_WOW64_32KEY / KEY_WOW64_64KEY.
+UniqueKey OpenKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
     HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    ::RegCloseKey(key);
-    return true;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
+        return nullptr;
+    return UniqueKey(key);
 }
 
-std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr) {
+bool KeyExists(HKEY root, const std::wstring& path) {
+    return OpenKey(root, path) != nullptr;
+}
+
+std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr,
+                         REGSAM view = 0) {
+    const UniqueKey key = OpenKey(root, path, view);
     wchar_t buffer[1024] = {};
     DWORD size = sizeof(buffer);
-    if (::RegGetValueW(root, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS) {
+    if (!key ||
+        ::RegGetValueW(key.get(), nullptr, name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
         return L"<missing>";
-    }
     return buffer;
 }
 
-std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path) {
+// The names of the subkeys, sorted; with `depth` > 1 also theirs, as paths below `path`.
+std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM view = 0, int depth = 1) {
     std::vector<std::wstring> names;
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return names;
+    const UniqueKey key = OpenKey(root, path, view);
     wchar_t name[256];
-    for (DWORD i = 0;; ++i) {
+    for (DWORD i = 0; key; ++i) {
         DWORD length = 256;
-        if (::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
             break;
         names.emplace_back(name, length);
+        if (depth > 1) {
+            for (const std::wstring& below : Subkeys(root, path + L"\\" + names.back(), view, depth - 1))
+                names.push_back(std::wstring(name, length) + L"\\" + below);
+        }
     }
-    ::RegCloseKey(key);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -228,35 +243,128 @@ TEST_F(RegistrationTest, RegisteringTwiceLeavesOneSetOfKeys) {
               (std::vector<std::wstring>{L"CLSID", L"CurVer"}));
 }
 
-TEST_F(RegistrationTest, UnregisterRemovesClassAndProgIdsAndKeepsTheClsidRoot) {
-    ASSERT_EQ(Dll().registerServer(), S_OK);
-    ASSERT_EQ(Dll().unregisterServer(), S_OK);
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"TessarixOL.Connect.1"));
-    EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kTypeLibKey));
-    EXPECT_TRUE(KeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
-    EXPECT_FALSE(Subkeys(HKEY_CLASSES_ROOT, L"CLSID").empty()); // the other classes stay
-    // Unregistering again finds nothing to remove and still succeeds.
-    EXPECT_EQ(Dll().unregisterServer(), S_OK);
-}
-
-TEST_F(RegistrationTest, PerUserRegistrationStaysUnderTheUsersClasses) {
-    ASSERT_EQ(Dll().unregisterServer(), S_OK);
-    ASSERT_EQ(Dll().install(TRUE, L"user"), S_OK);
-    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey + L"\\InprocServer32"));
-    EXPECT_EQ(StringValue(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect\\CurVer"),
-              L"TessarixOL.Connect.1");
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, L"Software\\Classes\\" + kClassKey));
-
-    ASSERT_EQ(Dll().install(FALSE, L"user"), S_OK);
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey));
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect"));
-    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes"));
-
+TEST_F(RegistrationTest, DllInstallKnowsOnlyTheUserAndMachineScopes) {
     EXPECT_EQ(Dll().install(TRUE, L"everyone"), E_INVALIDARG);
     EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, kClassKey));
+    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + kClassKey));
 }
+
+// ---------------------------------------------------------------------------------------------
+// Registry views: on 64-bit Windows a 32-bit process (a 32-bit Outlook, the 32-bit regsvr32) reads
+// classes from the 32-bit view, which 64-bit processes see under Wow6432Node. The DLL must land in
+// the view of its own bitness, through the regsvr32 of that bitness, for both scopes. On 32-bit
+// Windows there is one view and the view flags are ignored.
+
+constexpr REGSAM kOwnView = sizeof(void*) == 4 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+constexpr REGSAM kOtherView = sizeof(void*) == 4 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+
+bool SystemHasTwoViews() {
+    BOOL wow64 = FALSE;
+    return sizeof(void*) == 8 || (::IsWow64Process(::GetCurrentProcess(), &wow64) && wow64);
+}
+
+// The class roots of both scopes in both views: two levels catch every key the script and the type
+// library add ("CLSID\\{...}", "TessarixOL.Connect\\CurVer", "TypeLib\\{...}").
+std::vector<std::wstring> ClassKeysInBothViews() {
+    std::vector<std::wstring> keys;
+    for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
+        for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+            const std::wstring label = std::wstring(view == KEY_WOW64_32KEY ? L"32:" : L"64:") +
+                                       (root == HKEY_LOCAL_MACHINE ? L"HKLM\\" : L"HKCU\\");
+            for (const std::wstring& key : Subkeys(root, L"Software\\Classes", view, 2))
+                keys.push_back(label + key);
+        }
+    }
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+// regsvr32 of this process's bitness (on 64-bit Windows a 32-bit process that names System32 gets
+// SysWOW64): its exit code, or -1 when it could not run.
+long Regsvr32(const std::wstring& options) {
+    wchar_t system[MAX_PATH] = {};
+    ::GetSystemDirectoryW(system, MAX_PATH);
+    std::wstring command =
+        L"\"" + std::wstring(system) + L"\\regsvr32.exe\" /s " + options + L" \"" + Dll().path + L"\"";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                          &process))
+        return -1;
+    const std::unique_ptr<void, decltype(&::CloseHandle)> processHandle(process.hProcess, &::CloseHandle);
+    const std::unique_ptr<void, decltype(&::CloseHandle)> threadHandle(process.hThread, &::CloseHandle);
+    DWORD code = 0;
+    if (::WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0 ||
+        !::GetExitCodeProcess(process.hProcess, &code))
+        return -1;
+    return static_cast<long>(code);
+}
+
+struct Scope {
+    const char* name;
+    HKEY root;
+    const wchar_t* options; // regsvr32's, before /u for unregistration
+    // Windows 7 and later keep the class keys of both scopes per view, and COM reads the user's
+    // classes before the machine's. Wine separates the views of HKEY_LOCAL_MACHINE\\Software only and
+    // its COM reads the machine's classes only, so the per-user case checks the keys in the DLL's
+    // own view and the exact removal, which both show alike.
+    bool machine;
+};
+
+std::string ScopeName(const testing::TestParamInfo<Scope>& scope) {
+    return scope.param.name;
+}
+
+class RegistryViewTest : public RegistrationTest, public testing::WithParamInterface<Scope> {};
+
+TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUnregistersExactlyThat) {
+    const Scope& scope = GetParam();
+    // A first round leaves the keys that the script never removes (its NoRemove CLSID root); each
+    // later round must leave exactly what the first left.
+    ASSERT_EQ(Regsvr32(scope.options), 0);
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    const std::vector<std::wstring> before = ClassKeysInBothViews();
+    const std::wstring classes = L"Software\\Classes\\";
+
+    ASSERT_EQ(Regsvr32(scope.options), 0);
+    EXPECT_EQ(
+        _wcsicmp(
+            StringValue(scope.root, classes + kClassKey + L"\\InprocServer32", nullptr, kOwnView).c_str(),
+            Dll().path.c_str()),
+        0);
+    EXPECT_EQ(StringValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", nullptr, kOwnView),
+              L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
+    const HKEY otherScope = scope.machine ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+    EXPECT_EQ(OpenKey(otherScope, classes + kClassKey, kOwnView), nullptr);
+    if (scope.machine) {
+        EXPECT_EQ(OpenKey(scope.root, classes + kClassKey, kOtherView) == nullptr, SystemHasTwoViews());
+        // COM in a process of the DLL's bitness finds the class from its ProgID.
+        CLSID found{};
+        EXPECT_EQ(::CLSIDFromProgID(L"TessarixOL.Connect", &found), S_OK);
+        EXPECT_EQ(found, __uuidof(::Connect));
+        ComPtr<IClassFactory> factory;
+        EXPECT_EQ(::CoGetClassObject(found, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                                     reinterpret_cast<void**>(factory.AddressOf())),
+                  S_OK);
+    }
+
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    const std::vector<std::wstring> after = ClassKeysInBothViews();
+    std::vector<std::wstring> left, removed;
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(left));
+    std::set_difference(before.begin(), before.end(), after.begin(), after.end(),
+                        std::back_inserter(removed));
+    EXPECT_EQ(left, std::vector<std::wstring>{});
+    EXPECT_EQ(removed, std::vector<std::wstring>{});
+    // Unregistering what is not registered finds nothing to remove and succeeds.
+    EXPECT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scopes, RegistryViewTest,
+                         testing::Values(Scope{"Machine", HKEY_LOCAL_MACHINE, L"", true},
+                                         Scope{"User", HKEY_CURRENT_USER, L"/n /i:user", false}),
+                         &ScopeName);
 
 // ---------------------------------------------------------------------------------------------
 // The type library and IDispatch

@@ -118,6 +118,28 @@ TEST(MapiPropWin, TheNativeBodyNeedsOutlooksMapiAndOneOfItsStreams) {
     EXPECT_EQ(body.stream, nullptr);
 }
 
+// Through a stand-in for Outlook's library: the export is looked up and called with the options and
+// code page, and the stream it returns is the body, of the type it reports.
+TEST(MapiPropWin, TheNativeBodyComesFromOutlooksMapi) {
+    std::wstring folder = reinterpret_cast<const wchar_t*>(FromUtf8(TX_OUTLOOK_MAPI_DIR).c_str());
+    std::replace(folder.begin(), folder.end(), L'/', L'\\');
+    ASSERT_TRUE(SetDllDirectoryW((L"Z:" + folder).c_str()));
+    Owned<TestMapiProp> mapi;
+    mapi->SetStream(Mapi::kPR_RTF_COMPRESSED, "<html>body</html>");
+    const auto prop = Win::WrapMapiProp(mapi.p);
+    std::shared_ptr<Mapi::IPropStream> compressed;
+    ASSERT_EQ(prop->OpenStream(Mapi::kPR_RTF_COMPRESSED, compressed), S_OK);
+    Mapi::NativeBody body;
+    const HResult wrapped = prop->WrapCompressedRtf(*compressed, 1252, body);
+    SetDllDirectoryW(nullptr);
+    ASSERT_EQ(wrapped, S_OK);
+    EXPECT_EQ(body.type, Mapi::kNativeBodyHtml);
+    ASSERT_NE(body.stream, nullptr);
+    StringUTF8 bytes;
+    ASSERT_EQ(Mapi::ReadWholeStream(*body.stream, bytes), S_OK);
+    EXPECT_EQ(bytes.View(), "<html>body</html>");
+}
+
 // An Outlook attachment of the test whose MAPIOBJECT is `mapi`.
 void ExposeMapiObject(TestDispatch* attachment, TestMapiProp* mapi) {
     VARIANT v;
