@@ -195,15 +195,20 @@ bool Stream::Read(char* buffer, std::size_t count, std::size_t& read) {
     return true;
 }
 
-Dir::Status Dir::OpenStream(std::string_view name, Stream& stream) const {
+Dir::Status Dir::ChildStream(std::string_view name, Owned<GsfInput>& child) const {
     const int index = IndexOf(name);
     if (index < 0)
         return Status::Missing;
-    Owned<GsfInput> child = Child(index);
+    child = Child(index);
     if (!child)
         return Status::Corrupt;
-    if (IsStorage(child.get()))
-        return Status::WrongKind;
+    return IsStorage(child.get()) ? Status::WrongKind : Status::Ok;
+}
+
+Dir::Status Dir::OpenStream(std::string_view name, Stream& stream) const {
+    Owned<GsfInput> child;
+    if (const Status status = ChildStream(name, child); status != Status::Ok)
+        return status;
     const gsf_off_t size = gsf_input_size(child.get());
     if (size < 0 || static_cast<std::uint64_t>(size) > container_->Size())
         return Status::Corrupt;
@@ -245,14 +250,9 @@ Dir::Status Dir::AddSizes(std::uint64_t& size, std::uint64_t& budget, int depth)
 }
 
 Dir::Status Dir::ReadStream(std::string_view name, std::string& bytes) const {
-    const int index = IndexOf(name);
-    if (index < 0)
-        return Status::Missing;
-    Owned<GsfInput> child = Child(index);
-    if (!child)
-        return Status::Corrupt;
-    if (IsStorage(child.get()))
-        return Status::WrongKind;
+    Owned<GsfInput> child;
+    if (const Status status = ChildStream(name, child); status != Status::Ok)
+        return status;
     return ReadAll(child.get(), container_->Size(), bytes);
 }
 

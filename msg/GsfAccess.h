@@ -95,6 +95,8 @@ public:
 private:
     int IndexOf(std::string_view name) const;
     Owned<GsfInput> Child(int index) const;
+    // The child stream of that name: Missing, Corrupt, or WrongKind for a storage.
+    Status ChildStream(std::string_view name, Owned<GsfInput>& child) const;
     void CopyInto(Cfb::Storage& out, std::uint64_t& budget, int depth) const;
     Status AddSizes(std::uint64_t& size, std::uint64_t& budget, int depth) const;
 
