@@ -165,17 +165,18 @@ std::optional<std::int32_t> WriterBias(const MsgProps& props) {
     return static_cast<std::int32_t>(ReadLe32(bytes->data()));
 }
 
+// The first of `sources` that the item stores, as the host shows it; the empty date when none.
+AutomationDate FirstDate(const MsgProps& props, const std::vector<DateSource>& sources,
+                         std::optional<std::int32_t> writerBias) {
+    for (const auto& [source, stored] : sources)
+        if (const auto value = Read(props, source, kPT_SYSTIME))
+            return Convert(value->AsTime().value_or(FileTime{}), stored, writerBias).value_or(EmptyDate());
+    return EmptyDate();
+}
+
 Getter Date(std::vector<DateSource> sources) {
     return [sources](const MsgMessage& m, Value& out) {
-        out = EmptyDate();
-        for (const auto& [source, stored] : sources) {
-            const auto value = Read(*m.Props(), source, kPT_SYSTIME);
-            if (!value)
-                continue;
-            if (const auto date = Convert(value->AsTime().value_or(FileTime{}), stored, std::nullopt))
-                out = *date;
-            break;
-        }
+        out = FirstDate(*m.Props(), sources, std::nullopt);
         return kS_OK;
     };
 }
@@ -186,15 +187,10 @@ Getter EventTime(std::vector<Source> sources) {
         const MsgProps& props = *m.Props();
         const auto allDay = Read(props, Named(kPSETID_Appointment, 0x8215), kPT_BOOLEAN);
         const Stored stored = allDay && allDay->AsBool().value_or(false) ? Stored::LocalDay : Stored::Instant;
-        out = EmptyDate();
-        for (const auto& source : sources) {
-            const auto value = Read(props, source, kPT_SYSTIME);
-            if (!value)
-                continue;
-            if (const auto date = Convert(value->AsTime().value_or(FileTime{}), stored, WriterBias(props)))
-                out = *date;
-            break;
-        }
+        std::vector<DateSource> dated;
+        for (const auto& source : sources)
+            dated.push_back({source, stored});
+        out = FirstDate(props, dated, WriterBias(props));
         return kS_OK;
     };
 }
