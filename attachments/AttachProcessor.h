@@ -16,9 +16,6 @@
 
 namespace Tessarix {
 
-// 25 MiB per attachment; there is no total limit.
-inline constexpr std::uint32_t kMaxAttachmentSize = 26214400;
-
 class AttachProcessor {
 public:
     // `unresolved`: the picture addresses of the content that no local source supplied.

@@ -128,7 +128,7 @@ void BM_WholePipelineUnbounded(benchmark::State& state) {
         Notes::ResourceList list;
         for (std::size_t i = 0; i < document->ImageCount(); ++i) {
             const std::u16string address(document->ImageSource(i).value_or(u""));
-            if (auto bytes = Html::Pictures::FromLocalFile(address))
+            if (auto bytes = Html::Pictures::Read(address))
                 list.emplace_back(u"", u"", std::move(*bytes), address);
         }
         resources = list.size();

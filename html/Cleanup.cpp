@@ -25,9 +25,7 @@ std::u16string Cleanup(const Html::Document& document, Notes::ResourceList& reso
         if (!source)
             continue;
         const std::u16string address(*source);
-        auto bytes = Html::Pictures::FromCache(address);
-        if (!bytes)
-            bytes = Html::Pictures::FromLocalFile(address);
+        auto bytes = Html::Pictures::Read(address);
         if (!bytes) {
             unresolved.push_back(address);
             continue;

@@ -5,11 +5,18 @@
 // pasted from a terminal, a lone surrogate) becomes one blank on the way in, so that no item fails
 // the export over a character: title, content, metadata values, a resource's MIME type, source URL
 // and file name. The export writer itself stays strict.
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "core/ByteString.h"
+
+namespace Tessarix {
+// The largest resource an item's data may give: 25 MiB per attachment or picture file; there is
+// no total limit.
+inline constexpr std::uint32_t kMaxAttachmentSize = 26214400;
+} // namespace Tessarix
 
 namespace Tessarix::Notes {
 

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <limits>
 #include <memory>
 
 #include "core/Utf.h"
@@ -34,26 +33,25 @@ std::optional<StringUTF8> FromCache(const std::u16string&) {
     return std::nullopt;
 }
 
-std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
-    if (address.empty())
-        return std::nullopt;
-    const auto path = AllowedLocalFile(std::filesystem::path(ToUtf8(ReplaceFileScheme(address, u"/"))));
-    if (!path)
-        return std::nullopt;
+// Every mount is as local as the file system makes it.
+bool IsOnLocalDrive(const std::u16string&) {
+    return true;
+}
+
+Readers::FileBytes FromLocalFile(const std::u16string& path, std::uint32_t limit) {
+    using Outcome = Readers::FileBytes::Outcome;
     // Non-blocking, so that a FIFO named by an item cannot hold the clip; it is refused below.
-    FileDescriptor file(::open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    FileDescriptor file(::open(ToUtf8(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.Get() < 0)
-        return std::nullopt;
+        return {};
     struct stat info {};
-    if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
-        return std::nullopt;
-    // Resource lengths are 32-bit.
-    if (info.st_size < 0 ||
-        static_cast<std::uint64_t>(info.st_size) >= std::numeric_limits<std::uint32_t>::max())
-        return std::nullopt;
+    if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_size < 0)
+        return {};
+    if (static_cast<std::uint64_t>(info.st_size) > limit)
+        return {Outcome::TooLarge, {}};
     const auto size = static_cast<std::size_t>(info.st_size);
     if (size == 0)
-        return StringUTF8();
+        return {Outcome::Read, StringUTF8()};
     std::shared_ptr<char[]> bytes(new char[size]);
     std::size_t done = 0;
     while (done < size) {
@@ -61,12 +59,12 @@ std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)
-            return std::nullopt;
+            return {};
         if (n == 0)
             break;
         done += static_cast<std::size_t>(n);
     }
-    return StringUTF8(std::move(bytes), static_cast<std::uint32_t>(done));
+    return {Outcome::Read, StringUTF8(std::move(bytes), static_cast<std::uint32_t>(done))};
 }
 
 } // namespace Tessarix::Html::Pictures

@@ -1,4 +1,4 @@
-// Pictures on Windows: the WinINet URL cache, then the file the address names.
+// Pictures on Windows: the WinINet URL cache, and files on the machine's own drives.
 #include <windows.h>
 
 #include <wininet.h>
@@ -66,27 +66,41 @@ std::optional<StringUTF8> FromCache(const std::u16string& address) {
     return StringUTF8(std::move(bytes), length);
 }
 
-std::optional<StringUTF8> FromLocalFile(const std::u16string& address) {
-    if (address.empty())
-        return std::nullopt;
-    const auto path =
-        AllowedLocalFile(std::filesystem::path(std::wstring(AsWide(ReplaceFileScheme(address, u"")))));
-    if (!path)
-        return std::nullopt;
-    File file(::CreateFileW(path->c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+bool IsOnLocalDrive(const std::u16string& path) {
+    // The path starts "X:" and a separator (see RouteOf); its root names the drive.
+    if (path.size() < 3)
+        return false;
+    const wchar_t root[] = {static_cast<wchar_t>(path[0]), L':', L'\\', 0};
+    switch (::GetDriveTypeW(root)) {
+    case DRIVE_REMOTE:
+    case DRIVE_UNKNOWN:
+    case DRIVE_NO_ROOT_DIR:
+        return false;
+    default:
+        return true;
+    }
+}
+
+Readers::FileBytes FromLocalFile(const std::u16string& path, std::uint32_t limit) {
+    using Outcome = Readers::FileBytes::Outcome;
+    File file(::CreateFileW(AsWide(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (file.Get() == INVALID_HANDLE_VALUE)
-        return std::nullopt;
-    const DWORD size = ::GetFileSize(file.Get(), nullptr);
-    if (size == INVALID_FILE_SIZE)
-        return std::nullopt;
-    if (size == 0)
-        return StringUTF8();
-    std::shared_ptr<char[]> bytes(new char[size]);
+    // A device (a "COM1" or "CON" at the end of a path) could block the read: disk files only.
+    if (file.Get() == INVALID_HANDLE_VALUE || ::GetFileType(file.Get()) != FILE_TYPE_DISK)
+        return {};
+    LARGE_INTEGER size{};
+    if (!::GetFileSizeEx(file.Get(), &size) || size.QuadPart < 0)
+        return {};
+    if (static_cast<std::uint64_t>(size.QuadPart) > limit)
+        return {Outcome::TooLarge, {}};
+    const auto length = static_cast<DWORD>(size.QuadPart);
+    if (length == 0)
+        return {Outcome::Read, StringUTF8()};
+    std::shared_ptr<char[]> bytes(new char[length]);
     DWORD read = 0;
-    if (!::ReadFile(file.Get(), bytes.get(), size, &read, nullptr))
-        return std::nullopt;
-    return StringUTF8(std::move(bytes), read);
+    if (!::ReadFile(file.Get(), bytes.get(), length, &read, nullptr))
+        return {};
+    return {Outcome::Read, StringUTF8(std::move(bytes), read)};
 }
 
 } // namespace Tessarix::Html::Pictures

@@ -132,8 +132,8 @@ protected:
         std::size_t count = 0;
         for (const std::string& name : Entries(LogFolder())) {
             const std::string log = ReadFileBytes(LogFolder() / name);
-            for (std::size_t at = log.find("Warning: Picture not read: "); at != std::string::npos;
-                 at = log.find("Warning: Picture not read: ", at + 1))
+            for (std::size_t at = log.find(": Picture not read: "); at != std::string::npos;
+                 at = log.find(": Picture not read: ", at + 1))
                 ++count;
         }
         return count;

@@ -75,17 +75,29 @@ TEST(PictureSourcesWin, CleanupTakesTheCacheFirstThenTheFile) {
     EXPECT_EQ(unresolved, std::vector<std::u16string>{u"http://pictures.example.com/not-cached.png"});
 }
 
-TEST(PictureSourcesWin, ReadsFilesOthersHoldOpenForWritingButNotFolders) {
+TEST(PictureSourcesWin, ReadsDiskFilesOnLocalDrivesUpToTheLimitEvenWhileOthersWriteThem) {
+    using Outcome = Html::Pictures::Readers::FileBytes::Outcome;
     const fs::path file = fs::temp_directory_path() / "tx-html-win-open.png";
     std::ofstream writer(file, std::ios::binary);
     writer << "being written" << std::flush;
-    const auto bytes = Html::Pictures::FromLocalFile(u"file:///" + file.generic_u16string());
-    ASSERT_TRUE(bytes.has_value());
-    EXPECT_EQ(std::string(bytes->View()), "being written");
+    const std::u16string path = file.generic_u16string();
+    const auto read = Html::Pictures::FromLocalFile(path, 13);
+    EXPECT_EQ(read.outcome, Outcome::Read);
+    EXPECT_EQ(std::string(read.bytes.View()), "being written");
+    EXPECT_EQ(Html::Pictures::FromLocalFile(path, 12).outcome, Outcome::TooLarge);
     writer.close();
     fs::remove(file);
-    EXPECT_FALSE(Html::Pictures::FromLocalFile(u"file:///" + fs::temp_directory_path().generic_u16string())
-                     .has_value());
+    EXPECT_EQ(Html::Pictures::FromLocalFile(fs::temp_directory_path().generic_u16string(), 100).outcome,
+              Outcome::Unreadable);
+    // A device name in a folder opens the device, not a file.
+    EXPECT_EQ(Html::Pictures::FromLocalFile(path.substr(0, 3) + u"NUL", 100).outcome, Outcome::Unreadable);
+
+    EXPECT_TRUE(Html::Pictures::IsOnLocalDrive(path));
+    wchar_t unused = L'Z';
+    for (const DWORD drives = ::GetLogicalDrives(); unused > L'C' && (drives & (1u << (unused - L'A')));)
+        --unused;
+    ASSERT_GT(unused, L'C') << "every drive letter is taken";
+    EXPECT_FALSE(Html::Pictures::IsOnLocalDrive(std::u16string{static_cast<char16_t>(unused), u':', u'/'}));
 }
 
 } // namespace
