@@ -41,6 +41,61 @@ constexpr std::array<std::u16string_view, 9> kDropped = {u"link",  u"object", u"
 constexpr std::array<std::u16string_view, 8> kFontSizes = {u"small", u"xx-small", u"small",   u"medium",
                                                            u"large", u"larger",   u"x-large", u"xx-large"};
 
+bool StartsWith(std::u16string_view text, std::u16string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+// The text lower-cased without the characters a browser skips or that CSS lets an author slip
+// into a word: blanks, controls and backslashes.
+std::u16string Squeezed(std::u16string_view value, std::size_t keep) {
+    std::u16string result;
+    for (const char16_t c : value) {
+        if (c <= u' ' || c == u'\\' || c == 0x7F)
+            continue;
+        result += Lower(c);
+        if (result.size() == keep)
+            break;
+    }
+    return result;
+}
+
+// An address that runs script when the note's reader follows or loads it.
+bool IsScriptAddress(std::u16string_view value) {
+    if (value.find(u':') == std::u16string_view::npos)
+        return false;
+    const std::u16string start = Squeezed(value, 14);
+    return StartsWith(start, u"javascript:") || StartsWith(start, u"vbscript:") ||
+           StartsWith(start, u"data:text/html");
+}
+
+// A declaration that runs script in the browsers that still honour it.
+bool IsScriptStyle(std::u16string_view value) {
+    // Most computed values ("12pt", "none") can't match; they skip the copy.
+    if (value.find_first_of(u":(") == std::u16string_view::npos)
+        return false;
+    const std::u16string text = Squeezed(value, std::u16string::npos);
+    return text.find(u"expression(") != std::u16string::npos ||
+           text.find(u"javascript:") != std::u16string::npos ||
+           text.find(u"vbscript:") != std::u16string::npos;
+}
+
+// Names an attribute cannot have in HTML, which would end the attribute or the tag early.
+bool IsWritableName(std::u16string_view name) {
+    if (name.empty())
+        return false;
+    for (const char16_t c : name)
+        if (c <= u' ' || c == 0x7F || c == u'"' || c == u'\'' || c == u'<' || c == u'>' || c == u'/' ||
+            c == u'=' || c == u'`')
+            return false;
+    return true;
+}
+
+// Attributes whose value is script or markup of its own.
+bool IsScriptAttribute(std::u16string_view name) {
+    return (name.size() > 2 && Lower(name[0]) == u'o' && Lower(name[1]) == u'n') ||
+           EqualsNoCase(name, u"srcdoc");
+}
+
 bool IsBorderProperty(CssProperty p) {
     return static_cast<int>(p) >= static_cast<int>(CssProperty::BorderBottomColor) &&
            static_cast<int>(p) <= static_cast<int>(CssProperty::BorderWidth);
@@ -116,7 +171,7 @@ bool NoteContentSerializer::Open(Node node) {
     if (!Serialization::Accepts(name))
         return false;
     switch (document_->TypeOf(node)) {
-    case NodeType::Element:
+    case NodeType::Element: {
         if (EqualsNoCase(name, u"html"))
             return true;
         Write(u"<");
@@ -125,12 +180,12 @@ bool NoteContentSerializer::Open(Node node) {
             Write(u" />");
             return false;
         }
-        WriteStyle(node, name);
+        const bool styled = WriteStyle(node, name);
         if (EqualsNoCase(name, u"form")) {
             Write(u" >");
             return true;
         }
-        WriteAttributes(node);
+        WriteAttributes(node, styled);
         if (EqualsNoCase(name, u"img")) {
             Write(u" />");
             return false;
@@ -138,6 +193,7 @@ bool NoteContentSerializer::Open(Node node) {
         Write(u">");
         ++openCount_;
         return true;
+    }
     case NodeType::Text:
         WriteText(node);
         return true;
@@ -191,10 +247,23 @@ void NoteContentSerializer::WriteText(Node node) {
     Write(scratch_);
 }
 
-void NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
+void NoteContentSerializer::WriteQuoted(std::u16string_view value) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char16_t c = value[i];
+        if (c != u'&' && c != u'<' && c != u'"')
+            continue;
+        Write(value.substr(start, i - start));
+        Write(c == u'&' ? u"&amp;" : c == u'<' ? u"&lt;" : u"&quot;");
+        start = i + 1;
+    }
+    Write(value.substr(start));
+}
+
+bool NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
     const Html::Style style = document_->StyleOf(element);
     if (!style)
-        return;
+        return false;
     Write(u" style=\"");
     const bool notBody = !EqualsNoCase(name, u"body");
     bool withFontSize = true;
@@ -211,17 +280,18 @@ void NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
         std::u16string_view value = document_->StyleValue(style, property);
         if (property == CssProperty::FontSize)
             value = Serialization::FontSizeValue(value);
-        if (value.empty() || IsAuto(value))
+        if (value.empty() || IsAuto(value) || IsScriptStyle(value))
             continue;
         Write(Html::CssPropertyName(property));
         Write(u":");
-        Write(value);
+        WriteQuoted(value);
         Write(u";");
     }
     Write(u"\"");
+    return true;
 }
 
-void NoteContentSerializer::WriteAttributes(Node element) {
+void NoteContentSerializer::WriteAttributes(Node element, bool styled) {
     const std::size_t count = document_->AttributeCount(element);
     for (std::size_t i = 0; i < count; ++i) {
         const Html::Attribute a = document_->AttributeAt(element, i);
@@ -230,13 +300,18 @@ void NoteContentSerializer::WriteAttributes(Node element) {
         const std::u16string_view value = *a.value;
         if (value.empty() || IsAuto(value))
             continue;
-        const std::u16string_view quote = value.find(u'"') != std::u16string_view::npos ? u"'" : u"\"";
+        if (!IsWritableName(a.name) || IsScriptAttribute(a.name) || IsScriptAddress(value))
+            continue;
+        // The computed style stands for the element's own.
+        if (styled && EqualsNoCase(a.name, u"style"))
+            continue;
+        if (EqualsNoCase(a.name, u"style") && IsScriptStyle(value))
+            continue;
         Write(u" ");
         Write(a.name);
-        Write(u"=");
-        Write(quote);
-        Write(value);
-        Write(quote);
+        Write(u"=\"");
+        WriteQuoted(value);
+        Write(u"\"");
     }
 }
 

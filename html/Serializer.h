@@ -30,8 +30,11 @@ private:
     bool Open(Html::Node node);
     void Close(Html::Node node);
     void WriteText(Html::Node node);
-    void WriteStyle(Html::Node element, std::u16string_view name);
-    void WriteAttributes(Html::Node element);
+    // Escapes what would end a double-quoted attribute value or start markup inside it.
+    void WriteQuoted(std::u16string_view value);
+    // Whether a style attribute was written.
+    bool WriteStyle(Html::Node element, std::u16string_view name);
+    void WriteAttributes(Html::Node element, bool styled);
 
     const Html::Document* document_ = nullptr;
     std::u16string output_;

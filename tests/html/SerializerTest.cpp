@@ -163,18 +163,58 @@ TEST(Serializer, FontWithSpecifiedSizeGetsNoFontSizeDeclaration) {
                               "<SPAN style=\"color:red;font-size:medium;\" size=\"3\"></SPAN>");
 }
 
-TEST(Serializer, WritesOnlySpecifiedNonEmptyStringAttributesQuotedByContent) {
+TEST(Serializer, WritesOnlySpecifiedNonEmptyStringAttributesAlwaysDoubleQuotedAndEscaped) {
     FakeDocument doc;
     doc.Element(doc.Root(), u"TD",
                 {{u"colSpan", u"1", false},
                  {u"nowrap", std::nullopt},
                  {u"title", u""},
                  {u"width", u"Auto"},
-                 {u"alt", u"say \"hi\""},
-                 {u"onclick", u"f('x')"},
+                 {u"alt", u"say \"hi\" & 'bye'"},
                  {u"data-x", u"<&>"}},
                 std::nullopt);
-    EXPECT_EQ(Serialize(doc), "<TD alt='say \"hi\"' onclick=\"f('x')\" data-x=\"<&>\"></TD>");
+    EXPECT_EQ(Serialize(doc), "<TD alt=\"say &quot;hi&quot; &amp; 'bye'\" data-x=\"&lt;&amp;>\"></TD>");
+}
+
+// Note content is shown by the desktop client and the note service: no value from a mail may
+// become markup, a handler or a script address there.
+TEST(Serializer, NoteContentCannotCarryScript) {
+    struct Case {
+        std::vector<FakeDocument::Attr> attributes;
+        FakeDocument::Styles styles;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {{{u"title", u"\"'><script>alert(1)</script>"}},
+         {},
+         "<P title=\"&quot;'>&lt;script>alert(1)&lt;/script>\"></P>"},
+        {{{u"onclick", u"f()"}, {u"ONMOUSEOVER", u"f()"}, {u"onerror", u"f()"}, {u"srcdoc", u"<b>x</b>"}},
+         {},
+         "<P></P>"},
+        {{{u"href", u"javascript:alert(1)"},
+          {u"src", u" \tJaVa\nScRiPt:alert(1)"},
+          {u"action", u"vbscript:msgbox(1)"},
+          {u"data", u"data:text/html;base64,PHNjcmlwdD4="},
+          {u"cite", u"https://example.com/?javascript:"}},
+         {},
+         "<P cite=\"https://example.com/?javascript:\"></P>"},
+        // Names that would end the attribute or the tag are never written.
+        {{{u"a\"b", u"1"}, {u"x=y", u"1"}, {u"c'd", u"1"}, {u"ok", u"1"}}, {}, "<P ok=\"1\"></P>"},
+        // The computed style stands for the element's own; a style that runs script goes.
+        {{{u"style", u"color:red"}},
+         FakeDocument::Styles{{CssProperty::FontFamily, u"\"Calibri\",sans-serif"},
+                              {CssProperty::BackgroundImage, u"url(\"java\\script:alert(1)\")"},
+                              {CssProperty::ZIndex, u"expression(alert(1))"},
+                              {CssProperty::Color, u"red"}},
+         "<P style=\"color:red;font-family:&quot;Calibri&quot;,sans-serif;\"></P>"},
+        {{{u"style", u"width:expression(alert(1))"}, {u"id", u"a"}}, {}, "<P id=\"a\"></P>"},
+    };
+    for (const Case& c : cases) {
+        FakeDocument doc;
+        doc.Element(doc.Root(), u"P", c.attributes,
+                    c.styles.empty() ? std::nullopt : std::optional<FakeDocument::Styles>(c.styles));
+        EXPECT_EQ(Serialize(doc), c.expected);
+    }
 }
 
 TEST(Serializer, AcceptsOutputUpToTheLimitAndRefusesOneUnitMore) {
