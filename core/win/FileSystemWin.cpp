@@ -13,6 +13,7 @@
 
 #include "core/FileSystem.h"
 #include "core/Utf.h"
+#include "core/win/Libraries.h"
 
 // This file defines the seam's own CreateDirectory and DeleteFile.
 #undef CreateDirectory
@@ -22,11 +23,6 @@ namespace Tessarix::Platform {
 namespace {
 
 // Small owners in the manner of WIL's unique_* types.
-struct ModuleFree {
-    void operator()(HMODULE module) const { ::FreeLibrary(module); }
-};
-using UniqueModule = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleFree>;
-
 struct CoTaskMemFreer {
     void operator()(void* p) const { ::CoTaskMemFree(p); }
 };
@@ -74,7 +70,7 @@ using GetKnownFolderPath = HRESULT(WINAPI*)(const GUID&, DWORD, HANDLE, PWSTR*);
 static_assert(std::is_same_v<GetKnownFolderPath, decltype(&::SHGetKnownFolderPath)>);
 
 std::u16string KnownFolderLocalLow() {
-    UniqueModule shell(::LoadLibraryW(L"Shell32.dll"));
+    Win::UniqueModule shell(Win::LoadSystemLibrary(L"shell32.dll"));
     if (!shell)
         return {};
     const auto get = reinterpret_cast<GetKnownFolderPath>(

@@ -9,6 +9,7 @@
 #include "core/FileSystem.h"
 #include "core/LocalizedStrings.h"
 #include "core/Utf.h"
+#include "core/win/Libraries.h"
 
 namespace Tessarix {
 namespace {
@@ -23,15 +24,15 @@ ModuleList& Modules() {
     return list;
 }
 
-std::vector<HMODULE> SnapshotModules() {
+constexpr unsigned kStringsPerBlock = 16;
+
+} // namespace
+
+std::vector<HMODULE> ResourceModuleList() {
     ModuleList& list = Modules();
     std::lock_guard guard(list.lock);
     return list.modules;
 }
-
-constexpr unsigned kStringsPerBlock = 16;
-
-} // namespace
 
 void AddResourceModule(HMODULE module) {
     if (!module)
@@ -79,7 +80,7 @@ std::optional<std::u16string> FindModuleString(HMODULE module, unsigned id, LANG
 }
 
 std::u16string LoadLocalizedString(unsigned id) {
-    for (HMODULE module : SnapshotModules()) {
+    for (HMODULE module : ResourceModuleList()) {
         if (auto text = FindModuleString(module, id))
             return std::move(*text);
     }
@@ -106,7 +107,7 @@ HMODULE LoadSatelliteModule(HMODULE addinModule) {
 
     // Kept for the life of the process: unloading it from the add-in's own detach would call the
     // loader from inside the loader.
-    HMODULE satellite = ::LoadLibraryW(fullPath);
+    HMODULE satellite = Win::LoadResourceModule(fullPath);
     if (!satellite) {
         Platform::DebugTrace(u"Resource.dll could not be loaded; texts stay empty: " + FromWide(fullPath) +
                              u"\n");

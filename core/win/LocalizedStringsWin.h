@@ -5,16 +5,19 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Tessarix {
 
 // Appends `module` to the list; a module already listed stays where it is.
 void AddResourceModule(HMODULE module);
 void RemoveResourceModule(HMODULE module);
+// The list, in search order.
+std::vector<HMODULE> ResourceModuleList();
 
 // Loads "Resource.dll" from the folder of `addinModule` and appends it to the list. Returns the
-// satellite, or null when it cannot be found or loaded (every text is then empty). The satellite
-// stays loaded for the life of the process.
+// satellite, mapped as data (no code of it runs), or null when it cannot be found or loaded (every
+// text is then empty). The satellite stays mapped for the life of the process.
 HMODULE LoadSatelliteModule(HMODULE addinModule);
 
 // The string `id` of `module` in `language` (0: the calling thread's language and the system's

@@ -13,11 +13,12 @@
 
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
+#include "core/win/Libraries.h"
 
 namespace Tessarix::Win {
 namespace {
 
-// Not in the MinGW headers: the compressed-RTF options of Outlook's MAPI (msmapi32.dll).
+// Not in the MinGW headers: the compressed-RTF options of Outlook's MAPI library.
 constexpr ULONG kMAPI_NATIVE_BODY = 0x00010000;
 struct RtfWcsInfo { // RTF_WCSINFO
     ULONG size;
@@ -66,7 +67,7 @@ struct Mapi32 {
     static const Mapi32& Get() {
         static const Mapi32 functions = [] {
             Mapi32 f;
-            HMODULE module = LoadLibraryW(L"mapi32.dll");
+            HMODULE module = LoadSystemLibrary(L"mapi32.dll");
             if (!module) {
                 f.status = Mapi::kE_MOD_NOT_FOUND;
                 return f;
@@ -202,7 +203,7 @@ public:
         auto* source = dynamic_cast<ComPropStream*>(&compressed);
         if (!source)
             return E_INVALIDARG;
-        SharedModule module(LoadLibraryW(L"msmapi32.dll"), ModuleDeleter());
+        SharedModule module(LoadOutlookMapi(), ModuleDeleter());
         if (!module)
             return Mapi::kE_MOD_NOT_FOUND;
         const auto wrap = Lookup<WrapCompressedRtfStreamExFn>(module.get(), "WrapCompressedRTFStreamEx",

@@ -583,6 +583,8 @@ TEST_F(RibbonTest, LabelIsTheSatellitesAddNoteText) {
     ASSERT_EQ(callback_->GetLabel(nullptr, &label), S_OK);
     const Bstr owned = Bstr::Attach(label);
 
+    // Mapped as data by the add-in, so not a module the loader knows.
+    EXPECT_EQ(::GetModuleHandleW(L"Resource.dll"), nullptr);
     std::wstring satellite = Dll().path.substr(0, Dll().path.find_last_of(L'\\') + 1) + L"Resource.dll";
     HMODULE texts = ::LoadLibraryExW(satellite.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(texts, nullptr);

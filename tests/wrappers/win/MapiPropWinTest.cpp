@@ -5,12 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "ComTestObjects.h"
 #include "attachments/Attachment.h"
 #include "core/FileSystem.h"
 #include "core/Utf.h"
 #include "core/win/AutomationWin.h"
+#include "core/win/Libraries.h"
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
 #include "wrappers/MapiProperties.h"
@@ -98,46 +101,95 @@ TEST(MapiPropWin, PropertiesOpenAsStreamsAndStorages) {
     EXPECT_EQ(prop->OpenStream(Mapi::kPR_HTML, stream), kMAPI_E_NOT_FOUND);
 }
 
-TEST(MapiPropWin, TheNativeBodyNeedsOutlooksMapiAndOneOfItsStreams) {
-    Owned<TestMapiProp> mapi;
-    mapi->SetStream(Mapi::kPR_RTF_COMPRESSED, "compressed");
-    const auto prop = Win::WrapMapiProp(mapi.p);
-    Mapi::NativeBody body;
-
-    Testing::FakeStream foreign("compressed");
-    EXPECT_EQ(prop->WrapCompressedRtf(foreign, 1252, body), E_INVALIDARG);
-
-    HMODULE outlookMapi = LoadLibraryW(L"msmapi32.dll");
-    if (outlookMapi) {
-        FreeLibrary(outlookMapi);
-        GTEST_SKIP() << "Outlook's MAPI is installed here";
+// Outlook's MAPI library as Outlook registers it for MAPI clients, for one test.
+class RegisteredOutlookMapi {
+public:
+    explicit RegisteredOutlookMapi(const std::wstring& path) {
+        if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key_,
+                              nullptr) == ERROR_SUCCESS)
+            ::RegSetValueExW(key_, L"DLLPathEx", 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
+                             static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
     }
-    std::shared_ptr<Mapi::IPropStream> compressed;
-    ASSERT_EQ(prop->OpenStream(Mapi::kPR_RTF_COMPRESSED, compressed), S_OK);
-    EXPECT_EQ(prop->WrapCompressedRtf(*compressed, 1252, body), Mapi::kE_MOD_NOT_FOUND);
-    EXPECT_EQ(body.stream, nullptr);
+    ~RegisteredOutlookMapi() {
+        if (key_) {
+            ::RegDeleteValueW(key_, L"DLLPathEx");
+            ::RegCloseKey(key_);
+        }
+    }
+    RegisteredOutlookMapi(const RegisteredOutlookMapi&) = delete;
+    RegisteredOutlookMapi& operator=(const RegisteredOutlookMapi&) = delete;
+
+private:
+    static constexpr wchar_t kKey[] = L"Software\\Clients\\Mail\\Microsoft Outlook";
+    HKEY key_ = nullptr;
+};
+
+std::vector<std::pair<std::wstring, DWORD>>& Loads() {
+    static std::vector<std::pair<std::wstring, DWORD>> loads;
+    return loads;
 }
 
 // Through a stand-in for Outlook's library: the export is looked up and called with the options and
-// code page, and the stream it returns is the body, of the type it reports.
-TEST(MapiPropWin, TheNativeBodyComesFromOutlooksMapi) {
+// code page, and the stream it returns is the body, of the type it reports. The library is taken
+// only where Outlook put it, never from a search that a planted file could win.
+TEST(MapiPropWin, TheNativeBodyComesOnlyFromOutlooksOwnMapi) {
     std::wstring folder = reinterpret_cast<const wchar_t*>(FromUtf8(TX_OUTLOOK_MAPI_DIR).c_str());
     std::replace(folder.begin(), folder.end(), L'/', L'\\');
-    ASSERT_TRUE(SetDllDirectoryW((L"Z:" + folder).c_str()));
-    Owned<TestMapiProp> mapi;
-    mapi->SetStream(Mapi::kPR_RTF_COMPRESSED, "<html>body</html>");
-    const auto prop = Win::WrapMapiProp(mapi.p);
-    std::shared_ptr<Mapi::IPropStream> compressed;
-    ASSERT_EQ(prop->OpenStream(Mapi::kPR_RTF_COMPRESSED, compressed), S_OK);
-    Mapi::NativeBody body;
-    const HResult wrapped = prop->WrapCompressedRtf(*compressed, 1252, body);
-    SetDllDirectoryW(nullptr);
-    ASSERT_EQ(wrapped, S_OK);
-    EXPECT_EQ(body.type, Mapi::kNativeBodyHtml);
-    ASSERT_NE(body.stream, nullptr);
-    StringUTF8 bytes;
-    ASSERT_EQ(Mapi::ReadWholeStream(*body.stream, bytes), S_OK);
-    EXPECT_EQ(bytes.View(), "<html>body</html>");
+    folder = L"Z:" + folder;
+    const std::wstring standIn = folder + L"\\msmapi32.dll";
+    ASSERT_EQ(::GetModuleHandleW(L"msmapi32.dll"), nullptr) << "Outlook's MAPI is installed here";
+    Win::ObserveLibraryLoads([](const wchar_t* file, DWORD flags) { Loads().emplace_back(file, flags); });
+
+    const auto wrap = [](Mapi::NativeBody& body) {
+        Owned<TestMapiProp> mapi;
+        mapi->SetStream(Mapi::kPR_RTF_COMPRESSED, "<html>body</html>");
+        const auto prop = Win::WrapMapiProp(mapi.p);
+        std::shared_ptr<Mapi::IPropStream> compressed;
+        EXPECT_EQ(prop->OpenStream(Mapi::kPR_RTF_COMPRESSED, compressed), S_OK);
+        Testing::FakeStream foreign("compressed");
+        EXPECT_EQ(prop->WrapCompressedRtf(foreign, 1252, body), E_INVALIDARG);
+        return prop->WrapCompressedRtf(*compressed, 1252, body);
+    };
+    const auto expectBody = [](const Mapi::NativeBody& body) {
+        EXPECT_EQ(body.type, Mapi::kNativeBodyHtml);
+        ASSERT_NE(body.stream, nullptr);
+        StringUTF8 bytes;
+        ASSERT_EQ(Mapi::ReadWholeStream(*body.stream, bytes), S_OK);
+        EXPECT_EQ(bytes.View(), "<html>body</html>");
+    };
+    {
+        // Planted where a bare name is searched for, and registered by a bare name.
+        ASSERT_TRUE(::SetDllDirectoryW(folder.c_str()));
+        RegisteredOutlookMapi registered(L"msmapi32.dll");
+        Mapi::NativeBody body;
+        EXPECT_EQ(wrap(body), Mapi::kE_MOD_NOT_FOUND);
+        ::SetDllDirectoryW(nullptr);
+        EXPECT_EQ(body.stream, nullptr);
+        EXPECT_EQ(::GetModuleHandleW(L"msmapi32.dll"), nullptr);
+        EXPECT_TRUE(Loads().empty());
+    }
+    {
+        RegisteredOutlookMapi registered(standIn);
+        Mapi::NativeBody body;
+        ASSERT_EQ(wrap(body), S_OK);
+        expectBody(body);
+        EXPECT_EQ(Loads(),
+                  (std::vector<std::pair<std::wstring, DWORD>>{{standIn, LOAD_WITH_ALTERED_SEARCH_PATH}}));
+    }
+    Loads().clear();
+    {
+        // Already in the process, as in Outlook: taken from there.
+        HMODULE loaded = ::LoadLibraryW(standIn.c_str());
+        ASSERT_NE(loaded, nullptr);
+        Mapi::NativeBody body;
+        ASSERT_EQ(wrap(body), S_OK);
+        expectBody(body);
+        body = {};
+        ::FreeLibrary(loaded);
+        EXPECT_TRUE(Loads().empty());
+    }
+    Win::ObserveLibraryLoads(nullptr);
+    EXPECT_EQ(::GetModuleHandleW(L"msmapi32.dll"), nullptr) << "the body's reference was not given back";
 }
 
 // An Outlook attachment of the test whose MAPIOBJECT is `mapi`.
