@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -181,6 +183,63 @@ void ExpectNothingLeft(const std::wstring& folder) {
     EXPECT_FALSE(FileExists(folder)) << ToUtf8(FromWide(folder.c_str()));
 }
 
+// Every key under `key` with its values as text ("name=type:data"), folder paths without a trailing
+// backslash (RegisterTypeLib writes HELPDIR without one, Windows Installer folders end in one).
+void Snapshot(HKEY root, const std::wstring& key, std::map<std::wstring, std::set<std::wstring>>& out) {
+    HKEY opened = nullptr;
+    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
+        return;
+    std::set<std::wstring>& values = out[key];
+    wchar_t name[256];
+    BYTE data[2048];
+    for (DWORD i = 0;; ++i) {
+        DWORD nameLength = 256, size = sizeof data, type = 0;
+        if (::RegEnumValueW(opened, i, name, &nameLength, nullptr, &type, data, &size) != ERROR_SUCCESS)
+            break;
+        std::wstring text = type == REG_DWORD
+                                ? std::to_wstring(*reinterpret_cast<DWORD*>(data))
+                                : std::wstring(reinterpret_cast<wchar_t*>(data),
+                                               wcsnlen(reinterpret_cast<wchar_t*>(data), size / 2));
+        if (text.size() > 1 && text.back() == L'\\')
+            text.pop_back();
+        values.insert(std::wstring(name, nameLength) + L"=" + std::to_wstring(type) + L":" + text);
+    }
+    std::vector<std::wstring> subkeys;
+    for (DWORD i = 0;; ++i) {
+        DWORD nameLength = 256;
+        if (::RegEnumKeyExW(opened, i, name, &nameLength, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS)
+            break;
+        subkeys.emplace_back(name, nameLength);
+    }
+    ::RegCloseKey(opened);
+    for (const auto& subkey : subkeys)
+        Snapshot(root, key + L"\\" + subkey, out);
+}
+
+// The module registering itself machine-wide (as regsvr32 would) changes nothing of what the
+// package wrote: the package's entries and the module's registry script and type library agree.
+void ExpectSelfRegistrationAgrees(const std::wstring& folder) {
+    const auto snapshot = [] {
+        std::map<std::wstring, std::set<std::wstring>> keys;
+        for (const auto& key : kOurKeys) {
+            if (key != kAddinKey) // the package's own, not the module's
+                Snapshot(HKEY_LOCAL_MACHINE, key, keys);
+        }
+        return keys;
+    };
+    const auto installed = snapshot();
+    ASSERT_FALSE(installed.empty());
+    const HMODULE module = ::LoadLibraryW((folder + L"\\" + kOwnFolder + L"\\TessarixOL.dll").c_str());
+    ASSERT_NE(module, nullptr);
+    const auto registerServer = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+        reinterpret_cast<void*>(::GetProcAddress(module, "DllRegisterServer")));
+    ASSERT_NE(registerServer, nullptr);
+    EXPECT_EQ(registerServer(), S_OK);
+    ::FreeLibrary(module);
+    EXPECT_EQ(snapshot(), installed);
+}
+
 // Outlook at start-up: the add-in key names a ProgID, COM creates its class, Outlook connects it.
 // Here that Outlook is scripted (2003), and one sticky note is clipped to a desktop client.
 void ExpectOutlookLoadsAndClips(Scope scope, const std::wstring& folder) {
@@ -215,8 +274,8 @@ void ExpectOutlookLoadsAndClips(Scope scope, const std::wstring& folder) {
     ::CoUninitialize();
 }
 
-// The checks of one program, chosen by TX_PACKAGE_CHECK: "user", "machine", "outlook" (per machine)
-// or "absent".
+// The checks of one program, chosen by TX_PACKAGE_CHECK: "user", "machine", "outlook" and
+// "self-registration" (per machine), or "absent".
 void CheckOwnView(const std::wstring& check, const std::wstring& folder) {
     if (check == L"user")
         ExpectRegistered(Scope::User, folder);
@@ -224,6 +283,8 @@ void CheckOwnView(const std::wstring& check, const std::wstring& folder) {
         ExpectRegistered(Scope::Machine, folder);
     else if (check == L"outlook")
         ExpectOutlookLoadsAndClips(Scope::Machine, folder);
+    else if (check == L"self-registration")
+        ExpectSelfRegistrationAgrees(folder);
     else if (check == L"absent")
         ExpectNothingLeft(folder);
     else
@@ -254,13 +315,13 @@ protected:
         return (native.empty() ? Environment(L"ProgramFiles") : native) + L"\\TessarixOL";
     }
 
-    // This program's checks, then the same ones from the i686 program for the x64 package. Outlook's
-    // load runs in a process of its own, which ends and so leaves the installed files unused.
+    // This program's checks, then the same ones from the i686 program for the x64 package. What loads
+    // the module runs in a process of its own, which ends and so leaves the installed files unused.
     static void Check(const std::wstring& check, Scope scope) {
         const std::wstring folder = Folder(scope);
         const std::wstring environment =
             L"TX_PACKAGE_CHECK=" + check + std::wstring(1, L'\0') + L"TX_PACKAGE_FOLDER=" + folder;
-        if (check == L"outlook") {
+        if (check == L"outlook" || check == L"self-registration") {
             wchar_t self[MAX_PATH];
             const DWORD length = ::GetModuleFileNameW(nullptr, self, MAX_PATH);
             EXPECT_EQ(RunProgram(L"\"" + std::wstring(self, length) + L"\" --gtest_filter=PackagePeer.*",
@@ -301,6 +362,7 @@ TEST_F(PackageTest, PerMachineUpgradeLoadRepairAndUninstall) {
     ASSERT_EQ(Msiexec(L"/i " + package_ + L" ALLUSERS=1"), 0u);
     Check(L"machine", Scope::Machine);
     Check(L"outlook", Scope::Machine);
+    Check(L"self-registration", Scope::Machine);
     EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, kAddinKey, 0));
 
     // Installing the same version again repairs a lost file and a lost registry value.
