@@ -8,6 +8,8 @@ Output is deterministic (no time stamps), so an unchanged script reproduces the 
   ButtonMask.bmp     BITMAP 204  16x16, 4 bits per pixel: black where the button picture is opaque
   ButtonPicture.bmp  BITMAP 205  16x16, 8 bits per pixel
   RibbonButton.png   "PNG" 206   32x32, 8-bit RGBA, transparent around the badge
+  TessarixOL.ico                32x32 icon of the installer's Add/Remove Programs entry (the ribbon
+                     button's PNG in an icon file)
   Ribbon<id>.xml     "XML" 201, 203, 207-212: custom-UI documents, UTF-16 LE with BOM, no terminator
 """
 import os
@@ -163,6 +165,13 @@ def documents():
     return docs
 
 
+def icon_file(png):
+    """An icon file holding one 32x32 PNG image (read by Windows Vista and later)."""
+    header = struct.pack("<HHH", 0, 1, 1)
+    entry = struct.pack("<BBBBHHII", 32, 32, 0, 0, 1, 32, len(png), 6 + 16)
+    return header + entry + png
+
+
 def write(name, data):
     with open(os.path.join(HERE, name), "wb") as f:
         f.write(data)
@@ -173,6 +182,7 @@ def main():
     write("ButtonPicture.bmp", picture)
     write("ButtonMask.bmp", mask)
     write("RibbonButton.png", ribbon_png())
+    write("TessarixOL.ico", icon_file(ribbon_png()))
     for resource, data in documents().items():
         write(f"Ribbon{resource}.xml", data)
 
