@@ -11,9 +11,11 @@
 #include <mshtml.h>
 #include <ocidl.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <cwctype>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -66,6 +68,17 @@ struct Snapshot {
         return nullptr;
     }
 };
+
+// What a document shows before anything is loaded into it.
+const Snapshot& EmptyDocument() {
+    static const Snapshot empty = [] {
+        Snapshot s;
+        s.nodes.emplace_back().type = 9;
+        s.nodes[0].name = u"#document";
+        return s;
+    }();
+    return empty;
+}
 
 std::u16string Text(std::string_view token) {
     return FromUtf8(Corpus::Unescape(token));
@@ -300,6 +313,11 @@ HRESULT GiveText(const Fault* fault, std::u16string_view text, BSTR* out) {
     return E_FAIL;
 }
 
+// The answer of a call that gives an interface, or one that fails.
+HRESULT FaultResult(const Fault& fault) {
+    return fault.answer == Answer::OutOfMemory ? E_OUTOFMEMORY : fault.answer == Answer::Null ? S_OK : E_FAIL;
+}
+
 HRESULT GiveVariant(const Fault* fault, std::u16string_view text, VARIANT* out) {
     ::VariantInit(out);
     if (fault && fault->answer == Answer::NotAString) {
@@ -424,6 +442,8 @@ const IHTMLCurrentStyleVtbl StyleObject::kVtbl = [] {
     return v;
 }();
 
+extern const IHTMLDOMNodeVtbl kNodeVtbl;
+
 struct DocumentObject final : Object {
     explicit DocumentObject(State& s) : Object(s, "document") {}
     Face* Primary() override { return &document_; }
@@ -448,14 +468,14 @@ struct DocumentObject final : Object {
         }
     }
 
-    const Snapshot* snapshot = nullptr;
+    const Snapshot* snapshot = &EmptyDocument(); // until a load finds the served one
+    bool loaded = false;
     std::u16string readyState = u"uninitialized";
     IOleClientSite* site = nullptr;
     std::optional<long> downloadControl;
 
     static const IHTMLDocument2Vtbl kDocumentVtbl;
     static const IPersistStreamInitVtbl kPersistVtbl;
-    static const IHTMLDOMNodeVtbl kNodeVtbl;
     static const IOleObjectVtbl kOleVtbl;
     static const IOleControlVtbl kControlVtbl;
 
@@ -574,9 +594,7 @@ const IHTMLAttributeCollection2Vtbl AttributesObject::kVtbl2 = [] {
         const std::u16string wanted = FromWide(name, ::SysStringLen(name));
         if (const Fault* fault = self.state.FaultOn(Call::NamedItem, wanted)) {
             *out = nullptr;
-            return fault->answer == Answer::OutOfMemory ? E_OUTOFMEMORY
-                   : fault->answer == Answer::Null      ? S_OK
-                                                        : E_FAIL;
+            return FaultResult(*fault);
         }
         // MSHTML matches attribute names without regard to case.
         for (const SnapAttribute& a : self.Items()) {
@@ -623,43 +641,58 @@ const IHTMLDOMChildrenCollectionVtbl ChildrenObject::kVtbl = [] {
     return v;
 }();
 
-// The DOM node calls shared by the document node and the nodes of its tree.
-struct NodeCalls {
-    static HRESULT Type(const Snapshot& s, std::size_t n, LONG* out) {
-        *out = s.nodes[n].type;
+// The DOM node calls, for the document node (index 0) and the nodes of its tree alike.
+struct NodeAt {
+    DocumentObject& document;
+    std::size_t index;
+    const SnapNode& node() const;
+};
+NodeAt NodeOf(void* face);
+
+const IHTMLDOMNodeVtbl kNodeVtbl = [] {
+    auto v = Slots<IHTMLDOMNode, IHTMLDOMNodeVtbl>();
+    v.get_nodeType = [](IHTMLDOMNode* f, LONG* out) STDMETHODCALLTYPE -> HRESULT {
+        *out = NodeOf(f).node().type;
         return S_OK;
-    }
-    static HRESULT Name(State& state, const Snapshot& s, std::size_t n, BSTR* out) {
-        const SnapNode& node = s.nodes[n];
-        return GiveText(node.type == 1 ? state.FaultOn(Call::NodeName, node.name) : nullptr, node.name, out);
-    }
-    static HRESULT Value(State& state, const Snapshot& s, std::size_t n, VARIANT* out) {
-        const SnapNode& node = s.nodes[n];
+    };
+    v.get_nodeName = [](IHTMLDOMNode* f, BSTR* out) STDMETHODCALLTYPE -> HRESULT {
+        const NodeAt at = NodeOf(f);
+        const SnapNode& node = at.node();
+        return GiveText(node.type == 1 ? at.document.state.FaultOn(Call::NodeName, node.name) : nullptr,
+                        node.name, out);
+    };
+    v.get_nodeValue = [](IHTMLDOMNode* f, VARIANT* out) STDMETHODCALLTYPE -> HRESULT {
+        const NodeAt at = NodeOf(f);
+        const SnapNode& node = at.node();
+        ::VariantInit(out);
         if (!node.value) {
-            ::VariantInit(out);
             out->vt = VT_NULL;
             return S_OK;
         }
-        const Fault* fault = node.type == 3 ? state.FaultOn(Call::NodeValue, *node.value) : nullptr;
-        ::VariantInit(out);
+        const Fault* fault =
+            node.type == 3 ? at.document.state.FaultOn(Call::NodeValue, *node.value) : nullptr;
         if (fault && (fault->answer == Answer::Fails || fault->answer == Answer::OutOfMemory))
-            return fault->answer == Answer::Fails ? E_FAIL : E_OUTOFMEMORY;
+            return FaultResult(*fault);
         if (fault && fault->answer == Answer::NotAString)
             return GiveVariant(fault, u"", out);
         out->vt = VT_BSTR;
         return GiveText(fault, *node.value, &out->bstrVal);
-    }
-    static HRESULT Children(DocumentObject& d, std::size_t n, IDispatch** out) {
-        return Give(d.state.Make<ChildrenObject>(d, n)->Primary(), reinterpret_cast<void**>(out));
-    }
-    static HRESULT Attributes(DocumentObject& d, std::size_t n, IDispatch** out) {
-        if (d.snapshot->nodes[n].type != 1) {
-            *out = nullptr;
+    };
+    v.get_childNodes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
+        const NodeAt at = NodeOf(f);
+        return Give(at.document.state.Make<ChildrenObject>(at.document, at.index)->Primary(),
+                    reinterpret_cast<void**>(out));
+    };
+    v.get_attributes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
+        const NodeAt at = NodeOf(f);
+        *out = nullptr;
+        if (at.node().type != 1)
             return S_OK;
-        }
-        return Give(d.state.Make<AttributesObject>(d, n)->Primary(), reinterpret_cast<void**>(out));
-    }
-};
+        return Give(at.document.state.Make<AttributesObject>(at.document, at.index)->Primary(),
+                    reinterpret_cast<void**>(out));
+    };
+    return v;
+}();
 
 struct NodeObject final : DocumentPart {
     NodeObject(State& s, DocumentObject& d, std::size_t n) : DocumentPart(s, "node", d), index(n) {}
@@ -679,7 +712,6 @@ struct NodeObject final : DocumentPart {
         return nullptr;
     }
 
-    static const IHTMLDOMNodeVtbl kNodeVtbl;
     static const IHTMLElementVtbl kElementVtbl;
     static const IHTMLElement2Vtbl kElement2Vtbl;
     static const IHTMLImgElementVtbl kImageVtbl;
@@ -690,31 +722,6 @@ struct NodeObject final : DocumentPart {
     Face image_{&kImageVtbl, this};
 };
 
-const IHTMLDOMNodeVtbl NodeObject::kNodeVtbl = [] {
-    auto v = Slots<IHTMLDOMNode, IHTMLDOMNodeVtbl>();
-    v.get_nodeType = [](IHTMLDOMNode* f, LONG* out) STDMETHODCALLTYPE -> HRESULT {
-        NodeObject& self = Self<NodeObject>(f);
-        return NodeCalls::Type(*self.document.snapshot, self.index, out);
-    };
-    v.get_nodeName = [](IHTMLDOMNode* f, BSTR* out) STDMETHODCALLTYPE -> HRESULT {
-        NodeObject& self = Self<NodeObject>(f);
-        return NodeCalls::Name(self.state, *self.document.snapshot, self.index, out);
-    };
-    v.get_nodeValue = [](IHTMLDOMNode* f, VARIANT* out) STDMETHODCALLTYPE -> HRESULT {
-        NodeObject& self = Self<NodeObject>(f);
-        return NodeCalls::Value(self.state, *self.document.snapshot, self.index, out);
-    };
-    v.get_childNodes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
-        NodeObject& self = Self<NodeObject>(f);
-        return NodeCalls::Children(self.document, self.index, out);
-    };
-    v.get_attributes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
-        NodeObject& self = Self<NodeObject>(f);
-        return NodeCalls::Attributes(self.document, self.index, out);
-    };
-    return v;
-}();
-
 const IHTMLElementVtbl NodeObject::kElementVtbl = Slots<IHTMLElement, IHTMLElementVtbl>();
 
 const IHTMLElement2Vtbl NodeObject::kElement2Vtbl = [] {
@@ -723,9 +730,7 @@ const IHTMLElement2Vtbl NodeObject::kElement2Vtbl = [] {
         NodeObject& self = Self<NodeObject>(f);
         *out = nullptr;
         if (const Fault* fault = self.state.FaultOn(Call::CurrentStyle, self.Node().name))
-            return fault->answer == Answer::OutOfMemory ? E_OUTOFMEMORY
-                   : fault->answer == Answer::Null      ? S_OK
-                                                        : E_FAIL;
+            return FaultResult(*fault);
         if (!self.Node().style)
             return E_FAIL;
         auto* style = self.state.Make<StyleObject>(self.document, *self.Node().style);
@@ -744,6 +749,17 @@ const IHTMLImgElementVtbl NodeObject::kImageVtbl = [] {
     };
     return v;
 }();
+
+const SnapNode& NodeAt::node() const {
+    return document.snapshot->nodes[index];
+}
+
+NodeAt NodeOf(void* face) {
+    Object& owner = *static_cast<Face*>(face)->owner;
+    if (auto* node = dynamic_cast<NodeObject*>(&owner))
+        return {node->document, node->index};
+    return {dynamic_cast<DocumentObject&>(owner), 0};
+}
 
 HRESULT GiveNode(DocumentObject& document, std::size_t index, IDispatch** out) {
     return Give(document.state.Make<NodeObject>(document, index)->Primary(), reinterpret_cast<void**>(out));
@@ -788,41 +804,17 @@ const IHTMLDocument2Vtbl DocumentObject::kDocumentVtbl = [] {
     v.get_images = [](IHTMLDocument2* f, IHTMLElementCollection** out) STDMETHODCALLTYPE -> HRESULT {
         DocumentObject& self = Self<DocumentObject>(f);
         *out = nullptr;
-        if (!self.snapshot)
-            return E_PENDING;
         return Give(self.state.Make<ImagesObject>(self)->Primary(), reinterpret_cast<void**>(out));
     };
     v.get_body = [](IHTMLDocument2* f, IHTMLElement** out) STDMETHODCALLTYPE -> HRESULT {
         DocumentObject& self = Self<DocumentObject>(f);
         *out = nullptr;
-        for (std::size_t n = 0; self.snapshot && n < self.snapshot->nodes.size(); ++n)
+        for (std::size_t n = 0; n < self.snapshot->nodes.size(); ++n)
             if (self.snapshot->nodes[n].name == u"BODY") {
                 NodeObject* body = self.state.Make<NodeObject>(self, n);
                 return Give(body->Query(IID_IHTMLElement), reinterpret_cast<void**>(out));
             }
         return S_OK;
-    };
-    return v;
-}();
-
-const IHTMLDOMNodeVtbl DocumentObject::kNodeVtbl = [] {
-    auto v = Slots<IHTMLDOMNode, IHTMLDOMNodeVtbl>();
-    v.get_nodeType = [](IHTMLDOMNode* f, LONG* out) STDMETHODCALLTYPE -> HRESULT {
-        return NodeCalls::Type(*Self<DocumentObject>(f).snapshot, 0, out);
-    };
-    v.get_nodeName = [](IHTMLDOMNode* f, BSTR* out) STDMETHODCALLTYPE -> HRESULT {
-        DocumentObject& self = Self<DocumentObject>(f);
-        return NodeCalls::Name(self.state, *self.snapshot, 0, out);
-    };
-    v.get_nodeValue = [](IHTMLDOMNode* f, VARIANT* out) STDMETHODCALLTYPE -> HRESULT {
-        DocumentObject& self = Self<DocumentObject>(f);
-        return NodeCalls::Value(self.state, *self.snapshot, 0, out);
-    };
-    v.get_childNodes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
-        return NodeCalls::Children(Self<DocumentObject>(f), 0, out);
-    };
-    v.get_attributes = [](IHTMLDOMNode* f, IDispatch** out) STDMETHODCALLTYPE -> HRESULT {
-        return NodeCalls::Attributes(Self<DocumentObject>(f), 0, out);
     };
     return v;
 }();
@@ -851,7 +843,7 @@ const IPersistStreamInitVtbl DocumentObject::kPersistVtbl = [] {
         }
         DocumentObject& self = Self<DocumentObject>(f);
         self.Load(bytes);
-        return self.snapshot ? S_OK : E_FAIL;
+        return self.loaded ? S_OK : E_FAIL;
     };
     return v;
 }();
@@ -905,9 +897,11 @@ const IOleControlVtbl DocumentObject::kControlVtbl = [] {
 
 void DocumentObject::Load(const std::string& bytes) {
     for (const Snapshot& s : state.served)
-        if (s.length == bytes.size() && s.hash == Corpus::Fnv1a(bytes))
+        if (s.length == bytes.size() && s.hash == Corpus::Fnv1a(bytes)) {
             snapshot = &s;
-    if (!snapshot) {
+            loaded = true;
+        }
+    if (!loaded) {
         state.misuse.push_back("a load with input that was not served (" + std::to_string(bytes.size()) +
                                " bytes, " + Corpus::ToHex(Corpus::Fnv1a(bytes)) + ")");
         return;
