@@ -18,6 +18,7 @@
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
 #include "html/Cleanup.h"
+#include "html/CorpusFormat.h"
 #include "html/DomLoader.h"
 #include "html/Engine.h"
 #include "html/win/StandInEngine.h"
@@ -42,8 +43,8 @@ std::vector<std::u16string> Pictures(const std::string& snapshot) {
     std::vector<std::u16string> pictures;
     std::istringstream lines(snapshot);
     for (std::string line; std::getline(lines, line);)
-        if (line.rfind("image '", 0) == 0)
-            pictures.push_back(FromUtf8(line.substr(7)));
+        if (line.rfind("image ", 0) == 0)
+            pictures.push_back(FromUtf8(Corpus::ParseValue(line.substr(6)).value_or("")));
     return pictures;
 }
 
