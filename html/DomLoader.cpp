@@ -47,6 +47,12 @@ std::u16string RepairText(std::u16string text) {
     return text;
 }
 
+StringUTF8 EngineInput(const std::u16string& text) {
+    // Item text that XML cannot carry becomes a blank before the engine sees it, as in the rest of
+    // the note; engines differ (gumbo makes such characters U+FFFD, MSHTML keeps them).
+    return StringUTF8::Adopt(ToUtf8(RepairText(Xml::ReplaceNonXmlCharacters(text))));
+}
+
 } // namespace Html
 
 namespace Global {
@@ -58,9 +64,7 @@ Html::DocumentPtr CreateDOM(const TextContent& content) {
 
 Html::DocumentPtr CreateDOM(const std::u16string& text) {
     CallTracer trace(u"Global::CreateDOM( CStringW )");
-    // Item text that XML cannot carry becomes a blank before the engine sees it, as in the rest of
-    // the note; engines differ (gumbo makes such characters U+FFFD, MSHTML keeps them).
-    return CreateDOM(StringUTF8::Adopt(ToUtf8(Html::RepairText(Xml::ReplaceNonXmlCharacters(text)))));
+    return CreateDOM(Html::EngineInput(text));
 }
 
 Html::DocumentPtr CreateDOM(const StringUTF8& bytes) {

@@ -20,6 +20,8 @@ std::u16string DecodeText(const TextContent& content);
 // Turns VML blocks of Office mail into their picture fallbacks and adds the charset declaration
 // behind the first "<head>" (or in front of everything) unless the text already has it.
 std::u16string RepairText(std::u16string text);
+// The bytes that CreateDOM( CStringW ) hands to the engine for this text.
+StringUTF8 EngineInput(const std::u16string& text);
 
 } // namespace Html
 

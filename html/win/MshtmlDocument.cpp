@@ -2,7 +2,9 @@
 // current-style interfaces. Every COM reference is owned; a failed call raises its HRESULT.
 #include <windows.h>
 
+#include <mshtmdid.h>
 #include <mshtml.h>
+#include <ocidl.h>
 #include <ole2.h>
 
 #include <cstring>
@@ -30,9 +32,118 @@ constexpr CLSID kClsidHtmlDocument = {
 // CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER
 constexpr DWORD kClassContext = 23;
 
+// The mail is someone else's: no script, Java or ActiveX control runs, nothing is downloaded
+// (frames, behaviours, controls, pictures, videos, sounds), no client pull, offline, silent.
+// The charset declaration that the loader adds must keep working, so DLCTL_NO_METACHARSET stays off.
+constexpr long kDownloadControl = DLCTL_NO_SCRIPTS | DLCTL_NO_JAVA | DLCTL_NO_RUNACTIVEXCTLS |
+                                  DLCTL_NO_DLACTIVEXCTLS | DLCTL_NO_FRAMEDOWNLOAD | DLCTL_NO_BEHAVIORS |
+                                  DLCTL_NO_CLIENTPULL | DLCTL_FORCEOFFLINE | DLCTL_SILENT;
+
 void Check(HRESULT hr) {
     ThrowIfFailed(static_cast<HResult>(hr));
 }
+
+// A failed query leaves that part of the document out, but running out of memory is no answer
+// about the document: it raises.
+bool Failed(HRESULT hr) {
+    if (hr == E_OUTOFMEMORY)
+        Check(hr);
+    return FAILED(hr);
+}
+
+// COM objects are destroyed by their own Release, never through an interface pointer, and COM
+// interfaces have no destructors by design.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+// The document's client site: its only answer is the download control, as an ambient property.
+class ClientSite final : public IOleClientSite, public IDispatch {
+public:
+    static ComPtr<IOleClientSite> Create() { return ComPtr<IOleClientSite>::Attach(new ClientSite()); }
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        if (!out)
+            return E_POINTER;
+        if (iid == IID_IUnknown || iid == IID_IOleClientSite)
+            *out = static_cast<IOleClientSite*>(this);
+        else if (iid == IID_IDispatch)
+            *out = static_cast<IDispatch*>(this);
+        else {
+            *out = nullptr;
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = --references_;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+    STDMETHODIMP SaveObject() override { return E_NOTIMPL; }
+    STDMETHODIMP GetMoniker(DWORD, DWORD, IMoniker** out) override {
+        if (out)
+            *out = nullptr;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetContainer(IOleContainer** out) override {
+        if (out)
+            *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP ShowObject() override { return S_OK; }
+    STDMETHODIMP OnShowWindow(BOOL) override { return S_OK; }
+    STDMETHODIMP RequestNewObjectLayout() override { return E_NOTIMPL; }
+
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+        if (!count)
+            return E_POINTER;
+        *count = 0;
+        return S_OK;
+    }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo** out) override {
+        if (out)
+            *out = nullptr;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                        UINT*) override {
+        if (id != DISPID_AMBIENT_DLCONTROL || !(flags & DISPATCH_PROPERTYGET))
+            return DISP_E_MEMBERNOTFOUND;
+        if (!result)
+            return E_POINTER;
+        ::VariantInit(result);
+        result->vt = VT_I4;
+        result->lVal = kDownloadControl;
+        return S_OK;
+    }
+
+private:
+    ClientSite() = default;
+    ~ClientSite() = default;
+    ULONG references_ = 1;
+};
+#pragma GCC diagnostic pop
+
+// Takes the site from the document again when the document goes, so that neither keeps the other.
+class SiteHolder {
+public:
+    explicit SiteHolder(ComPtr<IOleObject> object) : object_(std::move(object)) {}
+    ~SiteHolder() {
+        if (object_)
+            object_->SetClientSite(nullptr);
+    }
+    SiteHolder(SiteHolder&&) = default;
+    SiteHolder& operator=(SiteHolder&&) = delete;
+    SiteHolder(const SiteHolder&) = delete;
+    SiteHolder& operator=(const SiteHolder&) = delete;
+
+private:
+    ComPtr<IOleObject> object_;
+};
 
 // Global memory until a stream takes it over.
 class GlobalMemory {
@@ -56,14 +167,15 @@ private:
 
 class MshtmlDocument final : public Document {
 public:
-    explicit MshtmlDocument(ComPtr<IHTMLDocument2> document) : document_(std::move(document)) {
+    MshtmlDocument(ComPtr<IHTMLDocument2> document, SiteHolder site)
+        : document_(std::move(document)), site_(std::move(site)) {
         ComPtr<IHTMLDOMNode> root;
-        if (FAILED(document_.As(root)) || !root) {
+        if (Failed(document_.As(root)) || !root) {
             // Older engines keep the document object out of the DOM: start at the root element.
             ComPtr<IHTMLDocument3> document3;
             ComPtr<IHTMLElement> element;
-            if (SUCCEEDED(document_.As(document3)) &&
-                SUCCEEDED(document3->get_documentElement(element.AddressOf())))
+            if (!Failed(document_.As(document3)) &&
+                !Failed(document3->get_documentElement(element.AddressOf())))
                 element.As(root);
         }
         root_ = Keep(std::move(root));
@@ -73,19 +185,19 @@ public:
 
     NodeType TypeOf(Node node) const override {
         long type = 0;
-        if (FAILED(At(node).node->get_nodeType(&type)))
+        if (Failed(At(node).node->get_nodeType(&type)))
             return NodeType::Other;
         return static_cast<NodeType>(type);
     }
     std::u16string_view NameOf(Node node) const override {
         Bstr name;
-        if (FAILED(At(node).node->get_nodeName(name.AddressOf())))
+        if (Failed(At(node).node->get_nodeName(name.AddressOf())))
             return {};
         return Intern(name.View());
     }
     std::optional<std::u16string_view> ValueOf(Node node) const override {
         Variant value;
-        if (FAILED(At(node).node->get_nodeValue(value.AddressOf())) || value->vt != VT_BSTR ||
+        if (Failed(At(node).node->get_nodeValue(value.AddressOf())) || value->vt != VT_BSTR ||
             !value->bstrVal)
             return std::nullopt;
         return Intern(FromWide(value->bstrVal, ::SysStringLen(value->bstrVal)));
@@ -94,7 +206,7 @@ public:
     std::size_t ChildCount(Node node) const override {
         long length = 0;
         const auto& children = Children(node);
-        if (!children || FAILED(children->get_length(&length)) || length < 0)
+        if (!children || Failed(children->get_length(&length)) || length < 0)
             return 0;
         return static_cast<std::size_t>(length);
     }
@@ -102,8 +214,8 @@ public:
         const auto& children = Children(node);
         ComPtr<IDispatch> item;
         ComPtr<IHTMLDOMNode> child;
-        if (!children || FAILED(children->item(static_cast<long>(index), item.AddressOf())) ||
-            FAILED(item.As(child)))
+        if (!children || Failed(children->item(static_cast<long>(index), item.AddressOf())) ||
+            Failed(item.As(child)))
             return Node{};
         return Keep(std::move(child));
     }
@@ -111,7 +223,7 @@ public:
     std::size_t AttributeCount(Node element) const override {
         long length = 0;
         const auto& attributes = Attributes(element);
-        if (!attributes || FAILED(attributes->get_length(&length)) || length < 0)
+        if (!attributes || Failed(attributes->get_length(&length)) || length < 0)
             return 0;
         return static_cast<std::size_t>(length);
     }
@@ -124,7 +236,7 @@ public:
         which->lVal = static_cast<LONG>(index);
         ComPtr<IDispatch> item;
         ComPtr<IHTMLDOMAttribute> attribute;
-        if (FAILED(attributes->item(which.Get(), item.AddressOf())) || FAILED(item.As(attribute)))
+        if (Failed(attributes->item(which.Get(), item.AddressOf())) || Failed(item.As(attribute)))
             return Attribute{};
         return Read(attribute);
     }
@@ -132,8 +244,8 @@ public:
         ComPtr<IHTMLAttributeCollection2> attributes;
         ComPtr<IHTMLDOMAttribute> attribute;
         Bstr text(name);
-        if (!Attributes(element) || FAILED(Attributes(element).As(attributes)) ||
-            FAILED(attributes->getNamedItem(text.Get(), attribute.AddressOf())) || !attribute)
+        if (!Attributes(element) || Failed(Attributes(element).As(attributes)) ||
+            Failed(attributes->getNamedItem(text.Get(), attribute.AddressOf())) || !attribute)
             return std::nullopt;
         return Read(attribute);
     }
@@ -141,7 +253,7 @@ public:
     Style StyleOf(Node element) const override {
         ComPtr<IHTMLElement2> element2;
         ComPtr<IHTMLCurrentStyle> style;
-        if (FAILED(At(element).node.As(element2)) || FAILED(element2->get_currentStyle(style.AddressOf())) ||
+        if (Failed(At(element).node.As(element2)) || Failed(element2->get_currentStyle(style.AddressOf())) ||
             !style)
             return Style{};
         styles_.push_back(std::move(style));
@@ -186,7 +298,7 @@ private:
         if (!e.childrenRead) {
             e.childrenRead = true;
             ComPtr<IDispatch> children;
-            if (SUCCEEDED(e.node->get_childNodes(children.AddressOf())))
+            if (!Failed(e.node->get_childNodes(children.AddressOf())))
                 children.As(e.children);
         }
         return e.children;
@@ -196,7 +308,7 @@ private:
         if (!e.attributesRead) {
             e.attributesRead = true;
             ComPtr<IDispatch> attributes;
-            if (SUCCEEDED(e.node->get_attributes(attributes.AddressOf())))
+            if (!Failed(e.node->get_attributes(attributes.AddressOf())))
                 attributes.As(e.attributes);
         }
         return e.attributes;
@@ -206,13 +318,13 @@ private:
         Attribute result;
         Bstr name;
         VARIANT_BOOL specified = VARIANT_FALSE;
-        if (SUCCEEDED(attribute->get_nodeName(name.AddressOf())))
+        if (!Failed(attribute->get_nodeName(name.AddressOf())))
             result.name = Intern(name.View());
-        if (SUCCEEDED(attribute->get_specified(&specified)))
+        if (!Failed(attribute->get_specified(&specified)))
             result.specified = specified != VARIANT_FALSE;
         ComPtr<IHTMLDOMAttribute2> attribute2;
         Bstr value;
-        if (SUCCEEDED(attribute.As(attribute2)) && SUCCEEDED(attribute2->get_value(value.AddressOf())))
+        if (!Failed(attribute.As(attribute2)) && !Failed(attribute2->get_value(value.AddressOf())))
             result.value = Intern(value.View());
         return result;
     }
@@ -363,8 +475,8 @@ private:
         imagesRead_ = true;
         ComPtr<IHTMLElementCollection> images;
         long length = 0;
-        if (FAILED(document_->get_images(images.AddressOf())) || !images ||
-            FAILED(images->get_length(&length)))
+        if (Failed(document_->get_images(images.AddressOf())) || !images ||
+            Failed(images->get_length(&length)))
             return;
         for (long i = 0; i < length; ++i) {
             Variant index;
@@ -374,8 +486,8 @@ private:
             ComPtr<IHTMLImgElement> image;
             Bstr source;
             // A picture MSHTML can't answer for is skipped by the caller.
-            if (FAILED(images->item(*index.Get(), *index.Get(), item.AddressOf())) ||
-                FAILED(item.As(image)) || FAILED(image->get_src(source.AddressOf()))) {
+            if (Failed(images->item(*index.Get(), *index.Get(), item.AddressOf())) ||
+                Failed(item.As(image)) || Failed(image->get_src(source.AddressOf()))) {
                 images_.emplace_back(std::nullopt);
                 continue;
             }
@@ -393,6 +505,7 @@ private:
     mutable std::unordered_set<std::u16string> strings_;
     mutable std::vector<std::optional<std::u16string_view>> images_;
     mutable bool imagesRead_ = false;
+    SiteHolder site_;
 };
 
 // MSHTML parses on this thread's message loop: pump until the document says it is complete,
@@ -434,6 +547,16 @@ DocumentPtr LoadDocument(const StringUTF8& bytes) {
     if (!document)
         throw kE_POINTER;
 
+    // Before anything is loaded, the document learns from its site what it may run and fetch.
+    ComPtr<IOleObject> object;
+    Check(document.As(object));
+    const ComPtr<IOleClientSite> site = ClientSite::Create();
+    Check(object->SetClientSite(site.Get()));
+    SiteHolder holder(std::move(object));
+    ComPtr<IOleControl> control;
+    Check(document.As(control));
+    Check(control->OnAmbientPropertyChange(DISPID_AMBIENT_DLCONTROL));
+
     GlobalMemory memory(bytes.Length());
     void* target = ::GlobalLock(memory.Get());
     if (!target)
@@ -451,7 +574,7 @@ DocumentPtr LoadDocument(const StringUTF8& bytes) {
     Check(persist->InitNew());
     Check(persist->Load(stream.Get()));
     WaitUntilComplete(*document.Get());
-    return std::make_shared<MshtmlDocument>(std::move(document));
+    return std::make_shared<MshtmlDocument>(std::move(document), std::move(holder));
 }
 
 } // namespace Tessarix::Html

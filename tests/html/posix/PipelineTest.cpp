@@ -1,5 +1,6 @@
 // Real documents through the POSIX engine and the serializer, compared character by character.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -161,7 +162,9 @@ TEST(Pipeline, FontSizesGoThroughTheTable) {
 class PipelineLimit : public testing::Test {
 protected:
     void SetUp() override {
-        picture_ = std::filesystem::temp_directory_path() / "tx-html-limit.png";
+        // One file per process: CTest runs the cases of this fixture side by side.
+        picture_ =
+            std::filesystem::temp_directory_path() / ("tx-html-limit-" + std::to_string(::getpid()) + ".png");
         std::ofstream(picture_, std::ios::binary) << "\x89PNG\r\n\x1a\n";
     }
     void TearDown() override { std::filesystem::remove(picture_); }
