@@ -26,8 +26,8 @@ enum class Reply {
 struct Limits {
     std::chrono::milliseconds pause{500};        // before the second and third attempt
     std::chrono::milliseconds findTimeout{3000}; // per client asked with the ping
-    std::chrono::milliseconds findTotal{5000};   // for one whole search, however many are asked
     std::chrono::milliseconds sendTimeout{3000}; // for the document
+    std::chrono::milliseconds findTotal{5000};   // for one whole search, however many are asked
 };
 
 // Who runs a process: its user, compared byte for byte, and its integrity level where the system
