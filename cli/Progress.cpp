@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "core/Utf.h"
+
 namespace Tessarix::Cli {
 
 namespace {
@@ -52,7 +54,7 @@ void Progress::Clear() {
 
 void Progress::Show(const std::string& line) {
     std::fputs(kRewrite, stderr);
-    std::fputs(line.c_str(), stderr);
+    std::fputs(TerminalSafe(line).c_str(), stderr); // a file name may carry an escape sequence
     std::fflush(stderr);
     shown_ = true;
 }

@@ -223,7 +223,8 @@ private:
 };
 
 void PrintError(const std::string& line) {
-    std::fputs(("txclip: " + line + "\n").c_str(), stderr);
+    // File names, class names and failure texts all come from outside.
+    std::fputs(("txclip: " + TerminalSafe(line) + "\n").c_str(), stderr);
     std::fflush(stderr);
 }
 

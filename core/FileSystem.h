@@ -38,6 +38,8 @@ SystemTime UtcTime();   // GetSystemTime / gmtime_r
 std::u16string UserLogBaseFolder();
 
 bool IsDirectory(const std::u16string& path);
+// A directory that is not itself a link: no symbolic link, junction or other reparse point.
+bool IsPlainDirectory(const std::u16string& path);
 bool CreateDirectory(const std::u16string& path); // one level; false when it fails
 // Names (not paths) of the regular files in `folder` whose name starts with `prefix`
 // (FindFirstFileExW with prefix + "*.*" on Windows, so matching is case-insensitive there).
@@ -51,10 +53,14 @@ bool DeleteFile(const std::u16string& path);
 std::u16string CreateTempFile(const std::u16string& prefix);
 // The whole file, or nothing when it cannot be opened or read.
 std::optional<std::string> ReadFile(const std::u16string& path);
-// Replaces the file with `bytes` (binary, truncating); false on failure.
+// Replaces the file with `bytes` (binary, truncating); false on failure. Like AppendFile, it
+// writes only to a plain file: never through a link, never into a hard-linked file.
 bool WriteFile(const std::u16string& path, std::string_view bytes);
 
-// An append-only binary file, opened shared for reading and writing. Move-only.
+// An append-only binary file, opened shared for reading and writing. Move-only. The file is
+// created or opened without following a link in its last component, and refused (not open)
+// unless it is a regular file with a single name: a symbolic link, a reparse point, a hard-linked
+// file, a device or a FIFO put in its place could otherwise send what is written anywhere.
 class AppendFile {
 public:
     AppendFile() = default;

@@ -133,6 +133,14 @@ void SortNewestFirst(const LogFileNamePattern& pattern, std::vector<std::u16stri
         names[i] = std::move(keyed[i].second);
 }
 
+bool IsLaterThan(const LogFileStamp& stamp, const Platform::SystemTime& today) {
+    if (stamp.year != today.year)
+        return stamp.year > today.year;
+    if (stamp.month != today.month)
+        return stamp.month > today.month;
+    return stamp.day > today.day;
+}
+
 std::u16string NextName(const LogFileNamePattern& pattern, const LogFileStamp& last,
                         const Platform::SystemTime& today) {
     // The day test leaves the year out: a full file from 20 May stops the log on 10 May of any
@@ -251,7 +259,7 @@ void Logger::DumpExportDocument(const char* bytes, std::size_t length) {
             std::lock_guard lock(mutex_);
             folder = directory_;
         }
-        if (!bytes || length == 0 || folder.empty())
+        if (!bytes || length == 0 || folder.empty() || !FolderIsPlain(folder))
             return;
         if (!Platform::WriteFile(folder + u"TXCEData.xml", std::string_view(bytes, length)))
             return;
@@ -283,10 +291,26 @@ void Logger::PrepareDirectory() {
     path += kSep;
     path += u"Logs";
     CreateChain(path);
+    if (!FolderIsPlain(path + kSep))
+        return; // a folder that is a link is as unusable as one that cannot be made
     directory_ = path + kSep;
 }
 
+// Processes of lower rights may write where the log lives (LocalLow): none of the folders the log
+// makes may be a link that sends the log elsewhere. Checked again before every file is opened.
+bool Logger::FolderIsPlain(const std::u16string& folder) const {
+    if (folder.size() <= baseFolder_.size())
+        return false;
+    for (std::size_t at = folder.find(kSep, baseFolder_.size() + 1); at != std::u16string::npos;
+         at = folder.find(kSep, at + 1))
+        if (!Platform::IsPlainDirectory(folder.substr(0, at)))
+            return false;
+    return true;
+}
+
 void Logger::OpenFile(const std::u16string& name) {
+    if (!FolderIsPlain(directory_))
+        return;
     const std::u16string path = directory_ + name;
     Platform::AppendFile file(path);
     if (!file.IsOpen())
@@ -312,16 +336,29 @@ void Logger::CloseFile() {
     utf16_ = false;
 }
 
+// A file dated after today was not written by this log (or the clock went back): it sorts after
+// every other, so it is never continued and is the first to go when files are deleted.
 std::vector<std::u16string> Logger::SortedFiles() {
     std::vector<std::u16string> names = Platform::ListFiles(directory_, pattern_.Prefix());
     LogFiles::SortNewestFirst(pattern_, names);
+    const Platform::SystemTime today = clock_();
+    std::stable_partition(names.begin(), names.end(), [&](const std::u16string& name) {
+        const auto stamp = LogFiles::Parse(pattern_, name);
+        return !stamp || !LogFiles::IsLaterThan(*stamp, today);
+    });
     return names;
 }
 
 std::u16string Logger::ChooseFileName() {
     if (pattern_.Prefix().empty())
         return {};
-    const std::vector<std::u16string> files = SortedFiles();
+    std::vector<std::u16string> files = SortedFiles();
+    const Platform::SystemTime today = clock_();
+    if (!files.empty()) {
+        if (const auto stamp = LogFiles::Parse(pattern_, files.front());
+            stamp && LogFiles::IsLaterThan(*stamp, today))
+            files.clear(); // only files from the future: none of them is the log's
+    }
     if (!files.empty()) {
         // The newest file is continued while it has room, whatever day it is from.
         if (Platform::FileSize(directory_ + files.front()) < maxFileSize_)

@@ -54,6 +54,8 @@ std::u16string FileName(const LogFileNamePattern& pattern, const LogFileStamp& s
 std::optional<LogFileStamp> Parse(const LogFileNamePattern& pattern, const std::u16string& name);
 // Newest first: parsed names before unparsed ones, parsed ones by stamp descending; stable.
 void SortNewestFirst(const LogFileNamePattern& pattern, std::vector<std::u16string>& names);
+// Whether the file's date is after `today`'s.
+bool IsLaterThan(const LogFileStamp& stamp, const Platform::SystemTime& today);
 // The name after a full file with stamp `last`, today being `today`; empty when the clock went back.
 std::u16string NextName(const LogFileNamePattern& pattern, const LogFileStamp& last,
                         const Platform::SystemTime& today);
@@ -102,6 +104,7 @@ private:
     void OpenFile(const std::u16string& name);
     void CloseFile();
     void PrepareDirectory();
+    bool FolderIsPlain(const std::u16string& folder) const;
     std::u16string ChooseFileName();
     void Rotate();
     std::vector<std::u16string> SortedFiles();

@@ -103,4 +103,12 @@ std::u16string FromUtf8(std::string_view bytes) {
     return out;
 }
 
+std::string TerminalSafe(std::string_view utf8) {
+    std::u16string text = FromUtf8(utf8);
+    for (char16_t& c : text)
+        if ((c < 0x20 && c != u'\n' && c != u'\t') || (c >= 0x7F && c <= 0x9F))
+            c = u' ';
+    return ToUtf8(text);
+}
+
 } // namespace Tessarix

@@ -11,6 +11,11 @@ std::string ToUtf8(std::u16string_view text);
 // Ill-formed UTF-8 becomes U+FFFD per maximal ill-formed subsequence, as MultiByteToWideChar does.
 std::u16string FromUtf8(std::string_view bytes);
 
+// UTF-8 text made safe for a terminal: every C0 control character but line feed and tab, DEL and
+// every C1 control character becomes a blank, and ill-formed UTF-8 becomes U+FFFD, so that text
+// from an item cannot send the terminal an escape sequence.
+std::string TerminalSafe(std::string_view utf8);
+
 // Windows API boundary: wchar_t is a UTF-16 unit on Windows.
 #ifdef _WIN32
 inline const wchar_t* AsWide(const std::u16string& s) {

@@ -3,6 +3,8 @@
 // desktop client: window messages on Windows, a Unix domain socket elsewhere.
 #include <chrono>
 #include <cstdint>
+#include <optional>
+#include <string>
 
 #include "core/UserInterface.h"
 
@@ -25,6 +27,30 @@ struct Limits {
     std::chrono::milliseconds pause{500};        // before the second and third attempt
     std::chrono::milliseconds findTimeout{3000}; // per client asked with the ping
     std::chrono::milliseconds sendTimeout{3000}; // for the document
+    std::chrono::milliseconds findTotal{5000};   // for one whole search, however many are asked
+};
+
+// Who runs a process: its user, compared byte for byte, and its integrity level where the system
+// has them (none on Windows XP and on POSIX).
+struct ProcessIdentity {
+    std::string user;
+    std::optional<std::uint32_t> integrity;
+};
+
+// Whether the user's clips may go to `peer`: the same user as `ours` and, when we have an
+// integrity level, one not below it. Unknown identities never qualify.
+bool MayReceiveClips(const std::optional<ProcessIdentity>& ours, const std::optional<ProcessIdentity>& peer);
+
+// The time one search may still spend: each client asked gets `perClient`, cut to what remains
+// of `total`; nothing once `total` is spent.
+class SearchBudget {
+public:
+    SearchBudget(std::chrono::milliseconds perClient, std::chrono::milliseconds total);
+    std::optional<std::chrono::milliseconds> Next() const;
+
+private:
+    std::chrono::milliseconds perClient_;
+    std::chrono::steady_clock::time_point deadline_;
 };
 
 class IChannel {
@@ -32,8 +58,9 @@ public:
     virtual ~IChannel() = default;
     // Debugger output, never the log; the line ends with "\n".
     virtual void Trace(const char16_t* line) = 0;
-    // Looks for the client: the first one answering the ping with 64. Deliver sends to that one.
-    virtual bool Find(std::chrono::milliseconds timeout) = 0;
+    // Looks for the client: the first one of our user answering the ping with 64, each asked for
+    // at most `perClient`, the whole search ending after `total`. Deliver sends to that one.
+    virtual bool Find(std::chrono::milliseconds perClient, std::chrono::milliseconds total) = 0;
     virtual Reply Deliver(Ui::WindowHandle sender, const CopyData& record,
                           std::chrono::milliseconds timeout) = 0;
     virtual void Pause(std::chrono::milliseconds duration) = 0;

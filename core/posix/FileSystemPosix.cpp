@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -58,6 +59,23 @@ template <typename Convert> SystemTime Now(Convert convert) {
     return FromTm(tm, now.tv_nsec);
 }
 
+// Opens or creates `path` for writing without following a link in its last component, and only
+// when it is a regular file with one name. O_NONBLOCK keeps a FIFO without a reader from hanging
+// the open. -1 on failure or refusal.
+int OpenPlainFile(const std::u16string& path, int access) {
+    if (path.empty())
+        return -1;
+    const int fd = open(Native(path).c_str(), access | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return -1;
+    struct stat st {};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
 std::string Getenv(const char* name) {
     const char* value = std::getenv(name);
     return value ? std::string(value) : std::string();
@@ -93,6 +111,11 @@ std::u16string UserLogBaseFolder() {
 bool IsDirectory(const std::u16string& path) {
     struct stat st {};
     return !path.empty() && stat(Native(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool IsPlainDirectory(const std::u16string& path) {
+    struct stat st {};
+    return !path.empty() && lstat(Native(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
 bool CreateDirectory(const std::u16string& path) {
@@ -175,16 +198,28 @@ std::optional<std::string> ReadFile(const std::u16string& path) {
 }
 
 bool WriteFile(const std::u16string& path, std::string_view bytes) {
-    UniqueFile file(std::fopen(Native(path).c_str(), "wb"));
-    if (!file)
+    const int fd = OpenPlainFile(path, O_WRONLY);
+    if (fd < 0)
         return false;
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
-    return std::fclose(file.release()) == 0 && written;
+    bool written = ftruncate(fd, 0) == 0;
+    for (std::size_t done = 0; written && done < bytes.size();) {
+        const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        written = n > 0;
+        if (written)
+            done += static_cast<std::size_t>(n);
+    }
+    return close(fd) == 0 && written;
 }
 
 AppendFile::AppendFile(const std::u16string& path) {
-    if (!path.empty())
-        handle_ = std::fopen(Native(path).c_str(), "ab");
+    const int fd = OpenPlainFile(path, O_WRONLY | O_APPEND);
+    if (fd < 0)
+        return;
+    handle_ = fdopen(fd, "ab");
+    if (!handle_)
+        close(fd);
 }
 
 AppendFile::~AppendFile() {

@@ -31,7 +31,8 @@ public:
                 break;
             rest.remove_prefix(end + 1);
         }
-        std::fputs(out.c_str(), stderr);
+        // A failure's text may name an attachment or a stream of the item.
+        std::fputs(TerminalSafe(out).c_str(), stderr);
         std::fflush(stderr);
     }
     WindowHandle FocusWindow() override { return 0; }

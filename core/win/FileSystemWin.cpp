@@ -2,6 +2,8 @@
 // shared-mode streams, GetLocalTime.
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
 #include <objbase.h>
 #include <share.h>
 #include <shlobj.h>
@@ -92,6 +94,32 @@ std::u16string SpecialFolderLocalAppData() {
     return ForwardSlashes(FromWide(buffer));
 }
 
+// Opens or creates `path` for writing, shared for reading and writing, without following a
+// reparse point in its last component (FILE_FLAG_OPEN_REPARSE_POINT), and only when it is a
+// plain file with one name; a C runtime descriptor, -1 on failure or refusal.
+int OpenPlainFile(const std::u16string& path, int flags) {
+    if (path.empty())
+        return -1;
+    HANDLE handle =
+        ::CreateFileW(AsWide(path), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return -1;
+    BY_HANDLE_FILE_INFORMATION info{};
+    constexpr DWORD kNotPlain =
+        FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE;
+    if (!::GetFileInformationByHandle(handle, &info) || (info.dwFileAttributes & kNotPlain) != 0 ||
+        info.nNumberOfLinks != 1 || ::GetFileType(handle) != FILE_TYPE_DISK) {
+        ::CloseHandle(handle);
+        return -1;
+    }
+    // The descriptor owns the handle from here.
+    const int fd = ::_open_osfhandle(reinterpret_cast<intptr_t>(handle), flags | _O_BINARY);
+    if (fd < 0)
+        ::CloseHandle(handle);
+    return fd;
+}
+
 } // namespace
 
 SystemTime LocalTime() {
@@ -120,6 +148,12 @@ std::u16string UserLogBaseFolder() {
 bool IsDirectory(const std::u16string& path) {
     const DWORD attributes = ::GetFileAttributesW(AsWide(path));
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool IsPlainDirectory(const std::u16string& path) {
+    const DWORD attributes = ::GetFileAttributesW(AsWide(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
 }
 
 bool CreateDirectory(const std::u16string& path) {
@@ -191,16 +225,26 @@ std::optional<std::string> ReadFile(const std::u16string& path) {
 }
 
 bool WriteFile(const std::u16string& path, std::string_view bytes) {
-    UniqueFile file(::_wfopen(AsWide(path), L"wb"));
-    if (!file)
+    const int fd = OpenPlainFile(path, _O_WRONLY);
+    if (fd < 0)
         return false;
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+    UniqueFile file(::_fdopen(fd, "wb"));
+    if (!file) {
+        ::_close(fd);
+        return false;
+    }
+    bool written = ::_chsize_s(fd, 0) == 0;
+    written = written && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
     return std::fclose(file.release()) == 0 && written;
 }
 
 AppendFile::AppendFile(const std::u16string& path) {
-    if (!path.empty())
-        handle_ = ::_wfsopen(AsWide(path), L"ab", _SH_DENYNO);
+    const int fd = OpenPlainFile(path, _O_WRONLY | _O_APPEND);
+    if (fd < 0)
+        return;
+    handle_ = ::_fdopen(fd, "ab");
+    if (!handle_)
+        ::_close(fd);
 }
 
 AppendFile::~AppendFile() {

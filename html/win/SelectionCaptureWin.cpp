@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+#include "core/Log.h"
+#include "core/Utf.h"
 #include "html/SelectionCapture.h"
 #include "html/win/ClipboardSnapshot.h"
 
@@ -20,26 +22,6 @@ namespace Win {
 namespace {
 
 constexpr DWORD kPollSliceMs = 10;
-
-// The clipboard, open until the scope ends.
-class OpenClipboardScope {
-public:
-    explicit OpenClipboardScope(HWND owner) {
-        int attempts = 0;
-        open_ = OpenClipboardRetrying(owner, attempts);
-    }
-    ~OpenClipboardScope() {
-        if (open_)
-            ::CloseClipboard();
-    }
-    OpenClipboardScope(const OpenClipboardScope&) = delete;
-    OpenClipboardScope& operator=(const OpenClipboardScope&) = delete;
-
-    explicit operator bool() const { return open_; }
-
-private:
-    bool open_ = false;
-};
 
 // A locked global memory block, unlocked when the scope ends.
 class GlobalLockScope {
@@ -108,17 +90,83 @@ void WaitWhileClipboardHeld() {
     }
 }
 
-std::shared_ptr<const std::vector<char>> CopyFormatData(UINT format) {
+// A copy of the format's data; null when it cannot be read or is over the cap (`tooLarge` set).
+std::shared_ptr<const std::vector<char>> CopyFormatData(UINT format, bool& tooLarge) {
+    tooLarge = false;
     const HANDLE data = ::GetClipboardData(format);
     if (!data)
         return nullptr;
+    const SIZE_T size = ::GlobalSize(data);
+    if (size > kMaxClipboardFormatBytes) {
+        tooLarge = true;
+        return nullptr;
+    }
     const GlobalLockScope lock(data);
     if (!lock.Data())
         return nullptr;
-    const SIZE_T size = ::GlobalSize(data);
     const auto* bytes = static_cast<const char*>(lock.Data());
     return std::make_shared<const std::vector<char>>(bytes, bytes + size);
 }
+
+CopyRequest& CurrentCopyRequest() {
+    static CopyRequest request;
+    return request;
+}
+
+// Ctrl+C as key messages (0x63 sent as it stands), then the WM_COPY that edit controls act on.
+void SendCopyMessages(HWND focus) {
+    ::SendMessageW(focus, WM_KEYDOWN, VK_CONTROL, 0);
+    ::SendMessageW(focus, WM_KEYDOWN, 0x63, 0);
+    ::SendMessageW(focus, WM_KEYUP, 0x63, 0);
+    ::SendMessageW(focus, WM_KEYUP, VK_CONTROL, 0);
+    ::SendMessageW(focus, WM_COPY, 0, 0);
+}
+
+DWORD ProcessOf(HWND window) {
+    DWORD processId = 0;
+    ::GetWindowThreadProcessId(window, &processId);
+    return processId;
+}
+
+// Whether what the clipboard holds now was put there by the copy we asked `focus` for: it changed
+// since we emptied it, and the window that last emptied it is `focus` or one of its process
+// (a control may copy through another window of its own). The clipboard is open.
+bool ChangedByTheCopy(HWND focus, DWORD emptiedSequence) {
+    if (::GetClipboardSequenceNumber() == emptiedSequence)
+        return false;
+    const HWND owner = ::GetClipboardOwner();
+    return owner != nullptr && (owner == focus || ProcessOf(owner) == ProcessOf(focus));
+}
+
+// Gives the user's saved clipboard back when the capture ends, however it ends.
+class RestoreUserClipboard {
+public:
+    RestoreUserClipboard(HWND owner, const ClipboardSnapshot& saved) : owner_(owner), saved_(saved) {}
+    ~RestoreUserClipboard() {
+        try {
+            Restore();
+        } catch (...) {
+            Log().Error(u"Global::GetSelectedTextHtml(): the user's clipboard could not be written back");
+        }
+    }
+    RestoreUserClipboard(const RestoreUserClipboard&) = delete;
+    RestoreUserClipboard& operator=(const RestoreUserClipboard&) = delete;
+
+    void Restore() {
+        if (done_)
+            return;
+        done_ = true;
+        const OpenClipboardScope clipboard(owner_);
+        if (!clipboard || !::EmptyClipboard() || !saved_.Put())
+            Log().Error(
+                u"Global::GetSelectedTextHtml(): the user's clipboard could not be written back whole");
+    }
+
+private:
+    HWND owner_;
+    const ClipboardSnapshot& saved_;
+    bool done_ = false;
+};
 
 } // namespace
 
@@ -134,55 +182,62 @@ bool OpenClipboardRetrying(HWND owner, int& attempts) {
     return false;
 }
 
-ClipboardSnapshot::ClipboardSnapshot(HWND owner) : owner_(owner) {
-    Read();
+OpenClipboardScope::OpenClipboardScope(HWND owner) {
+    int attempts = 0;
+    open_ = OpenClipboardRetrying(owner, attempts);
 }
 
-void ClipboardSnapshot::Read() {
-    const OpenClipboardScope clipboard(owner_);
-    if (!clipboard)
-        return;
+OpenClipboardScope::~OpenClipboardScope() {
+    if (open_)
+        ::CloseClipboard();
+}
+
+bool ClipboardSnapshot::Save() {
+    entries_.clear();
     for (UINT format = ::EnumClipboardFormats(0); format != 0; format = ::EnumClipboardFormats(format)) {
         if (IsExcludedClipboardFormat(format) || !::IsClipboardFormatAvailable(format))
             continue;
-        if (auto bytes = CopyFormatData(format))
+        bool tooLarge = false;
+        auto bytes = CopyFormatData(format, tooLarge);
+        if (tooLarge)
+            continue; // given up on purpose, as the handle-based formats are
+        if (!bytes)
+            return false;
+        entries_.push_back({format, std::move(bytes)});
+    }
+    return true;
+}
+
+void ClipboardSnapshot::Capture(std::initializer_list<UINT> formats) {
+    entries_.clear();
+    for (const UINT format : formats) {
+        if (format == 0 || !::IsClipboardFormatAvailable(format))
+            continue;
+        bool tooLarge = false;
+        if (auto bytes = CopyFormatData(format, tooLarge))
             entries_.push_back({format, std::move(bytes)});
     }
 }
 
-void ClipboardSnapshot::ClearAndEmpty() {
-    entries_.clear();
-    const OpenClipboardScope clipboard(owner_);
-    if (clipboard)
-        ::EmptyClipboard();
-}
-
-void ClipboardSnapshot::ClearAndReRead() {
-    entries_.clear();
-    Read();
-}
-
-void ClipboardSnapshot::WriteBack(const ClipboardSnapshot& saved) const {
-    const OpenClipboardScope clipboard(owner_);
-    if (!clipboard)
-        return;
-    ::EmptyClipboard();
-    for (const ClipboardEntry& entry : saved.entries_) {
+bool ClipboardSnapshot::Put() const {
+    bool whole = true;
+    for (const ClipboardEntry& entry : entries_) {
         const std::string_view bytes = entry.View();
         GlobalMemory memory(GMEM_MOVEABLE, bytes.size());
-        if (!memory.Get())
+        const GlobalLockScope lock(memory.Get());
+        if (!lock.Data()) {
+            whole = false;
             continue;
-        {
-            const GlobalLockScope lock(memory.Get());
-            if (!lock.Data())
-                continue;
-            if (!bytes.empty())
-                std::memcpy(lock.Data(), bytes.data(), bytes.size());
         }
+        if (!bytes.empty())
+            std::memcpy(lock.Data(), bytes.data(), bytes.size());
         // The clipboard owns the block once it is accepted.
         if (::SetClipboardData(entry.format, memory.Get()))
             (void)memory.Release();
+        else
+            whole = false;
     }
+    return whole;
 }
 
 const ClipboardEntry* ClipboardSnapshot::FindByFormatName(std::u16string_view name) const {
@@ -200,26 +255,55 @@ const ClipboardEntry* ClipboardSnapshot::Find(UINT format) const {
 
 } // namespace Win
 
+Win::CopyRequest Win::SetCopyRequest(CopyRequest request) {
+    return std::exchange(CurrentCopyRequest(), std::move(request));
+}
+
 std::u16string CaptureSelectedTextHtml() {
     const HWND focus = ::GetFocus();
     // Nobody to copy from. Borrowing the clipboard anyway would also lose it: opened without a
     // window, EmptyClipboard leaves no owner and SetClipboardData then fails for the write-back.
     if (!focus)
         return {};
-    Win::ClipboardSnapshot snapshot(focus);
-    const Win::ClipboardSnapshot saved = snapshot;
-    snapshot.ClearAndEmpty();
 
-    // Ctrl+C as key messages (0x63 sent as it stands), then the WM_COPY that edit controls act on.
-    ::SendMessageW(focus, WM_KEYDOWN, VK_CONTROL, 0);
-    ::SendMessageW(focus, WM_KEYDOWN, 0x63, 0);
-    ::SendMessageW(focus, WM_KEYUP, 0x63, 0);
-    ::SendMessageW(focus, WM_KEYUP, VK_CONTROL, 0);
-    ::SendMessageW(focus, WM_COPY, 0, 0);
+    // Nothing is emptied that is not saved first: a clipboard that another program holds open,
+    // or that cannot be read whole, is left alone and the item is clipped whole.
+    Win::ClipboardSnapshot saved;
+    {
+        const Win::OpenClipboardScope clipboard(focus);
+        if (!clipboard) {
+            Log().Info(u"No selection captured: the clipboard could not be opened");
+            return {};
+        }
+        if (!saved.Save()) {
+            Log().Info(u"No selection captured: the user's clipboard could not be saved");
+            return {};
+        }
+        if (!::EmptyClipboard()) {
+            Log().Info(u"No selection captured: the clipboard could not be emptied");
+            return {};
+        }
+    }
+    const DWORD emptied = ::GetClipboardSequenceNumber();
+    Win::RestoreUserClipboard restore(focus, saved);
 
-    snapshot.ClearAndReRead();
-    const Win::ClipboardSnapshot captured = snapshot;
-    snapshot.WriteBack(saved);
+    if (const Win::CopyRequest& request = Win::CurrentCopyRequest())
+        request(focus);
+    else
+        Win::SendCopyMessages(focus);
+
+    // Only what the copy put there is taken: a clipboard left unchanged holds nothing of the
+    // selection, and data from any other window may be anything.
+    Win::ClipboardSnapshot captured;
+    {
+        const Win::OpenClipboardScope clipboard(focus);
+        if (clipboard && Win::ChangedByTheCopy(focus, emptied))
+            captured.Capture({::RegisterClipboardFormatW(AsWide(std::u16string(kHtmlClipboardFormat))),
+                              kUnicodeTextFormat});
+        else
+            Log().Info(u"No selection captured: the clipboard was not changed by the copy");
+    }
+    restore.Restore();
 
     return HtmlFromCapturedEntries(captured.FindByFormatName(kHtmlClipboardFormat),
                                    captured.Find(kUnicodeTextFormat));

@@ -180,9 +180,10 @@ std::string ClientSocketPath() {
 // POSIX has no debugger output channel; the lines are dropped.
 void SocketChannel::Trace(const char16_t*) {}
 
-bool SocketChannel::Find(std::chrono::milliseconds timeout) {
+bool SocketChannel::Find(std::chrono::milliseconds perClient, std::chrono::milliseconds total) {
     connection_.Reset();
-    Limit limit(timeout, false);
+    // One listener is asked, so the search is that one exchange.
+    Limit limit(std::min(perClient, total), false);
     UniqueFd fd = Connect(ClientSocketPath(), limit);
     if (!fd || !ListenerIsSameUser(fd.Get()))
         return false;

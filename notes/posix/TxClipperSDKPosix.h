@@ -40,7 +40,7 @@ std::string ClientSocketPath();
 class SocketChannel final : public Handoff::IChannel {
 public:
     void Trace(const char16_t* line) override;
-    bool Find(std::chrono::milliseconds timeout) override;
+    bool Find(std::chrono::milliseconds perClient, std::chrono::milliseconds total) override;
     Handoff::Reply Deliver(Ui::WindowHandle sender, const Handoff::CopyData& record,
                            std::chrono::milliseconds timeout) override;
     void Pause(std::chrono::milliseconds duration) override;

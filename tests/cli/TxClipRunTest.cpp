@@ -7,7 +7,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <thread>
 
@@ -15,6 +17,7 @@
 #include "TxClipRunner.h"
 #include "cli/Samples.h"
 #include "core/LocalizedStrings.h"
+#include "core/UserInterface.h"
 #include "core/Utf.h"
 #include "msg/MsgFile.h"
 
@@ -305,6 +308,47 @@ TEST_F(TxClipTest, AnItemWithoutANoteTypeEndsTheClipAndIsNamed) {
         first.err.starts_with("txclip: not clipped: " + odd + ": items of class \"IPM.Post. ]0;owned \""))
         << first.err;
     EXPECT_TRUE(ReadExport(ReadFileBytes(output)).empty());
+}
+
+// Item text and file names reach the terminal without their control characters; the only escape
+// sequence left is the progress line's own rewrite.
+TEST_F(TxClipTest, EscapeSequencesInAClassAndAFileNameNeverReachTheTerminal) {
+    const std::string mail = Sample("01-mail-plain.msg");
+    const std::string odd = Item(Post(u"Odd", u"IPM.Post.\x1B]0;owned\x07"), "odd\x1B[2J\xC2\x9B"
+                                                                             "1m.msg");
+    RunOptions terminal;
+    terminal.stderrIsTerminal = true;
+    const RunResult result = Run({mail, odd, "-o", (out_ / "clip.xml").string()}, terminal);
+    EXPECT_EQ(result.status, 3) << result.err;
+    std::string shown = result.err;
+    for (std::size_t at; (at = shown.find("\r\x1b[K")) != std::string::npos;)
+        shown.erase(at, 3);
+    EXPECT_EQ(shown.find_first_of("\x1B\x07"), std::string::npos) << result.err;
+    EXPECT_EQ(shown.find("\xC2\x9B"), std::string::npos) << result.err;
+    const std::string blanked = (items_ / "odd [2J 1m.msg").string();
+    EXPECT_NE(shown.find("txclip: reading 2/2 " + blanked), std::string::npos) << result.err;
+    EXPECT_NE(shown.find("txclip: not clipped: " + blanked + ": items of class \"IPM.Post. ]0;owned \""),
+              std::string::npos)
+        << result.err;
+}
+
+// A failure's text (an attachment's name, say) is shown as "caption: text" lines, safely.
+TEST(TxClipFailureText, ControlCharactersInAnAttachmentNameAreBlankedButLinesKept) {
+    std::fflush(stderr);
+    const int saved = ::dup(STDERR_FILENO);
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "tx-failure-text.txt";
+    FILE* capture = std::fopen(file.c_str(), "w+");
+    ASSERT_NE(capture, nullptr);
+    ::dup2(::fileno(capture), STDERR_FILENO);
+    Ui::PlatformUserInterface().ShowMessage(u"Attachment \"a\x1B[31m\x9B\tb.pdf\" is too large\nsecond line",
+                                            u"Error message");
+    std::fflush(stderr);
+    ::dup2(saved, STDERR_FILENO);
+    ::close(saved);
+    std::fclose(capture);
+    EXPECT_EQ(ReadFileBytes(file), "Error message: Attachment \"a [31m \tb.pdf\" is too large\n"
+                                   "Error message: second line\n");
+    std::filesystem::remove(file);
 }
 
 TEST_F(TxClipTest, ASingleItemWithoutANoteTypeFailsTheClip) {

@@ -6,10 +6,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <regex>
 #include <thread>
 
 #include "core/Utf.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 using namespace Tessarix;
 namespace fs = std::filesystem;
@@ -353,6 +358,169 @@ TEST_F(LoggerTest, ExportDocumentDumpReplacesTheLastAndIsLogged) {
          ++at)
         ++count;
     EXPECT_EQ(count, 2u);
+}
+
+// A file dated after today is not one the log wrote: a planted one would receive every line
+// (small) or stop the log (full).
+TEST_F(LoggerTest, AFileDatedAfterTodayIsNeverContinued) {
+    for (const std::uint64_t size : {std::uint64_t{10}, Logger::kMaxFileSize}) {
+        TearDown();
+        SetUp();
+        Put(Name(2012, 5, 9), 20);
+        Put(Name(2012, 5, 11), static_cast<std::size_t>(size));
+        auto logger = MakeLogger();
+        logger->Info(u"today");
+        EXPECT_EQ(logger->CurrentFileName(), Name(2012, 5, 9)) << size;
+        EXPECT_EQ(Size(Name(2012, 5, 11)), size);
+    }
+    // Only future files: today's file is begun, and the future ones are the first to be deleted.
+    TearDown();
+    SetUp();
+    for (int day = 11; day < 16; ++day)
+        Put(Name(2012, 5, day), 10);
+    auto logger = MakeLogger();
+    EXPECT_EQ(logger->CurrentFileName(), Name(2012, 5, 10));
+    FillToJustBelowLimit(*logger);
+    logger->Info(std::u16string(600, u'z'));
+    EXPECT_EQ(logger->CurrentFileName(), Name(2012, 5, 10, 1));
+    const auto files = Files();
+    EXPECT_EQ(files.size(), 5u);
+    EXPECT_EQ(std::count(files.begin(), files.end(), Name(2012, 5, 15)), 1) << "the rest go first";
+    EXPECT_EQ(std::count(files.begin(), files.end(), Name(2012, 5, 10)), 1);
+}
+
+namespace {
+
+#ifdef _WIN32
+// Runs a Unix command from inside Wine; false outside Wine. Wine starts a Unix program on its
+// own, so the end of the command is awaited by its effect.
+bool RunUnix(std::wstring command, const std::function<bool()>& done) {
+    using UnixName = char*(CDECL*)(const wchar_t*);
+    const auto unixName = reinterpret_cast<UnixName>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    if (!unixName)
+        return false;
+    const std::wstring program = L"Z:\\bin\\" + command.substr(0, command.find(L' '));
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!::CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                          &startup, &process))
+        return false;
+    ::CloseHandle(process.hProcess);
+    ::CloseHandle(process.hThread);
+    for (int i = 0; i < 500 && !done(); ++i)
+        ::Sleep(10);
+    return done();
+}
+
+std::wstring UnixPath(const fs::path& path) {
+    using UnixName = char*(CDECL*)(const wchar_t*);
+    const auto unixName = reinterpret_cast<UnixName>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    char* name = unixName ? unixName(path.c_str()) : nullptr;
+    std::wstring wide = name ? std::wstring(AsWide(FromUtf8(name))) : std::wstring();
+    ::HeapFree(::GetProcessHeap(), 0, name);
+    return wide;
+}
+
+bool IsReparsePoint(const fs::path& path) {
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+#endif
+
+// A link at `link` to the folder `target`, removed with the scope. Wine 8 can make neither a
+// junction (FSCTL_SET_REPARSE_POINT is not supported) nor a symbolic link (CreateSymbolicLinkW
+// does nothing) through the Windows API, but it shows a Unix symbolic link to a folder as a
+// reparse point, as it shows junctions: there the link is made with the Unix ln.
+class FolderLink {
+public:
+    FolderLink(const fs::path& link, const fs::path& target) : link_(link) {
+#ifdef _WIN32
+        const std::wstring unixLink = UnixPath(link.parent_path()) + L"/" + link.filename().wstring();
+        if (RunUnix(L"ln -s " + UnixPath(target) + L" " + unixLink, [&] { return IsReparsePoint(link); })) {
+            unixLink_ = unixLink;
+            return;
+        }
+        std::error_code error;
+        fs::create_directory_symlink(target, link, error); // Windows itself
+        made_ = !error && IsReparsePoint(link);
+#else
+        std::error_code error;
+        fs::create_directory_symlink(target, link, error);
+        made_ = !error;
+#endif
+    }
+    ~FolderLink() {
+#ifdef _WIN32
+        // Wine does not remove the link it shows as a reparse point.
+        if (!unixLink_.empty()) {
+            RunUnix(L"rm " + unixLink_,
+                    [&] { return ::GetFileAttributesW(link_.c_str()) == INVALID_FILE_ATTRIBUTES; });
+            return;
+        }
+#endif
+        std::error_code ignored;
+        fs::remove(link_, ignored);
+    }
+    FolderLink(const FolderLink&) = delete;
+    FolderLink& operator=(const FolderLink&) = delete;
+    bool Made() const {
+        return made_ || !unixLink_.empty();
+    }
+
+private:
+    fs::path link_;
+    std::wstring unixLink_;
+    bool made_ = false;
+};
+
+} // namespace
+
+// The folder may be made a link (a junction on Windows) by a process that can write its parent.
+TEST_F(LoggerTest, ALogFolderThatIsALinkIsUnusable) {
+    const fs::path elsewhere = base_ / "elsewhere";
+    fs::create_directories(elsewhere);
+    fs::create_directories(base_ / "Tessarix" / "Tessarix");
+    const FolderLink link(base_ / "Tessarix" / "Tessarix" / "Logs", elsewhere);
+    ASSERT_TRUE(link.Made());
+    auto logger = MakeLogger();
+    EXPECT_FALSE(logger->IsOpen());
+    EXPECT_TRUE(logger->Directory().empty());
+    logger->Info(u"lost");
+    logger->DumpExportDocument("<x/>", 4);
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+}
+
+// A file of the user's linked under a name the log writes is neither appended to nor replaced.
+TEST_F(LoggerTest, ALinkedFileIsNeitherAppendedToNorReplaced) {
+    const fs::path victim = base_ / "victim.txt";
+    struct Kind {
+        const char* what;
+        void (*make)(const fs::path& target, const fs::path& link);
+    };
+    std::vector<Kind> kinds = {{"hard link", [](const fs::path& t, const fs::path& l) {
+                                    fs::create_hard_link(t, l);
+                                }}};
+#ifndef _WIN32 // Wine 8 cannot make a symbolic link to a file, nor show one as a link
+    kinds.push_back({"symbolic link", [](const fs::path& t, const fs::path& l) {
+                         fs::create_symlink(t, l);
+                     }});
+#endif
+    for (const Kind& kind : kinds) {
+        TearDown();
+        SetUp();
+        ASSERT_TRUE(Platform::WriteFile(victim.u16string(), "precious"));
+        fs::create_directories(fs::path(logs_));
+        kind.make(victim, fs::path(logs_ + Name(2012, 5, 10)));
+        kind.make(victim, fs::path(logs_ + u"TXCEData.xml"));
+        auto logger = MakeLogger();
+        EXPECT_FALSE(logger->IsOpen()) << kind.what;
+        logger->Info(u"line");
+        logger->DumpExportDocument("<x/>", 4);
+        EXPECT_EQ(Platform::ReadFile(victim.u16string()), "precious") << kind.what;
+    }
 }
 
 TEST_F(LoggerTest, LinesFromManyThreadsStayWholeAcrossRotations) {

@@ -26,3 +26,23 @@ TEST(Utf, IllFormedInputIsReplacedPerMaximalSubpart) {
     EXPECT_EQ(FromUtf8("\xF0\x9F\x98x"), u"\uFFFDx");
     EXPECT_EQ(FromUtf8("\xF4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD"); // above U+10FFFF
 }
+
+TEST(Utf, TerminalSafeBlanksControlCharactersButLineFeedAndTab) {
+    const struct {
+        std::string in, out;
+    } cases[] = {
+        {"plain \xC3\xA9t\xC3\xA9", "plain \xC3\xA9t\xC3\xA9"},
+        {"a\nb\tc", "a\nb\tc"},
+        {"\x1B]0;title\x07", " ]0;title "},
+        {std::string("nul\0cr\rdel\x7F", 11), "nul cr del "},
+        {"c1 \xC2\x9B"
+         "31m \xC2\x85",
+         "c1  31m  "}, // U+009B (CSI) and U+0085 (NEL)
+        {"lone \x9B"
+         "31m",
+         "lone \xEF\xBF\xBD"
+         "31m"}, // not UTF-8: U+FFFD, never a raw C1 byte
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Tessarix::TerminalSafe(c.in), c.out) << c.in;
+}

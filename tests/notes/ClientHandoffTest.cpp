@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,8 @@ public:
             narrow += static_cast<char>(*c);
         calls.push_back("trace " + narrow);
     }
-    bool Find(std::chrono::milliseconds timeout) override {
-        calls.push_back("find " + std::to_string(timeout.count()));
+    bool Find(std::chrono::milliseconds perClient, std::chrono::milliseconds total) override {
+        calls.push_back("find " + std::to_string(perClient.count()) + "/" + std::to_string(total.count()));
         const bool result = !found.empty() && found.front();
         if (!found.empty())
             found.pop_front();
@@ -76,7 +77,7 @@ TEST(ClientHandoff, NoClientEndsAfterOneSearchWithoutPause) {
     channel.found = {false};
     EXPECT_EQ(SendWith(channel), kSendNoClient);
     EXPECT_THAT(channel.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n",
-                                           "trace CTxClipperSDK::FindTxclipper\n", "find 3000"));
+                                           "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000"));
 }
 
 TEST(ClientHandoff, FailedAttemptsAreRetriedAfterPauses) {
@@ -86,9 +87,10 @@ TEST(ClientHandoff, FailedAttemptsAreRetriedAfterPauses) {
     EXPECT_EQ(SendWith(channel, 1), kSendDelivered);
     EXPECT_THAT(channel.calls,
                 ElementsAre("trace CTxClipperSDK::SendTXEC\n", "trace CTxClipperSDK::FindTxclipper\n",
-                            "find 3000", "deliver 3000", "pause 500", "trace CTxClipperSDK::FindTxclipper\n",
-                            "find 3000", "deliver 3000", "pause 500", "trace CTxClipperSDK::FindTxclipper\n",
-                            "find 3000", "deliver 3000"));
+                            "find 3000/5000", "deliver 3000", "pause 500",
+                            "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000", "deliver 3000",
+                            "pause 500", "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000",
+                            "deliver 3000"));
     // Every attempt carries the same record and sender.
     for (std::size_t i = 0; i < channel.delivered.size(); ++i) {
         EXPECT_EQ(channel.delivered[i].bytes, kDocument);
@@ -114,7 +116,42 @@ TEST(ClientHandoff, ClientGoneOnARetryEndsAtOnce) {
     channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Accepted};
     EXPECT_EQ(SendWith(channel), kSendNoClient);
     EXPECT_EQ(channel.delivered.size(), 1u);
-    EXPECT_EQ(channel.calls.back(), "find 3000");
+    EXPECT_EQ(channel.calls.back(), "find 3000/5000");
+}
+
+TEST(ClientHandoff, OnlyProcessesOfOurUserAtOurIntegrityOrAboveMayReceiveClips) {
+    using Identity = std::optional<Handoff::ProcessIdentity>;
+    constexpr std::uint32_t kLow = 0x1000, kMedium = 0x2000, kHigh = 0x3000;
+    const Identity medium = Handoff::ProcessIdentity{"me", kMedium};
+    const Identity xp = Handoff::ProcessIdentity{"me", std::nullopt};
+    const struct {
+        const char* what;
+        Identity ours, peer;
+        bool may;
+    } cases[] = {
+        {"same user, same level", medium, Handoff::ProcessIdentity{"me", kMedium}, true},
+        {"same user, higher level", medium, Handoff::ProcessIdentity{"me", kHigh}, true},
+        {"same user, lower level", medium, Handoff::ProcessIdentity{"me", kLow}, false},
+        {"same user, level unknown", medium, Handoff::ProcessIdentity{"me", std::nullopt}, false},
+        {"another user, same level", medium, Handoff::ProcessIdentity{"you", kMedium}, false},
+        {"peer unknown", medium, std::nullopt, false},
+        {"our own identity unknown", std::nullopt, medium, false},
+        {"no levels (XP), same user", xp, Handoff::ProcessIdentity{"me", std::nullopt}, true},
+        {"no levels (XP), another user", xp, Handoff::ProcessIdentity{"you", std::nullopt}, false},
+        {"empty users", Handoff::ProcessIdentity{"", kMedium}, Handoff::ProcessIdentity{"", kMedium}, false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Handoff::MayReceiveClips(c.ours, c.peer), c.may) << c.what;
+}
+
+TEST(ClientHandoff, ASearchBudgetCutsEachWaitToWhatRemains) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ(Handoff::SearchBudget(milliseconds(3000), milliseconds(60000)).Next(), milliseconds(3000));
+    const auto cut = Handoff::SearchBudget(milliseconds(3000), milliseconds(1000)).Next();
+    ASSERT_TRUE(cut.has_value());
+    EXPECT_LE(*cut, milliseconds(1000));
+    EXPECT_GT(*cut, milliseconds(500));
+    EXPECT_FALSE(Handoff::SearchBudget(milliseconds(3000), milliseconds(0)).Next().has_value());
 }
 
 } // namespace

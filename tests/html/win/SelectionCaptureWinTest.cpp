@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -118,7 +119,10 @@ std::wstring ClipboardText() {
 void ExpectUserClipboardBack() {
     EXPECT_EQ(ClipboardText(), L"user text");
     EXPECT_FALSE(::IsClipboardFormatAvailable(kPrivateFormat)) << "handle-based formats are not restored";
-    Win::ClipboardSnapshot now(nullptr);
+    Win::ClipboardSnapshot now;
+    ASSERT_TRUE(::OpenClipboard(nullptr));
+    EXPECT_TRUE(now.Save());
+    ::CloseClipboard();
     const ClipboardEntry* custom = now.FindByFormatName(u"Tessarix Test Data");
     ASSERT_NE(custom, nullptr);
     EXPECT_EQ(custom->View().substr(0, 4), std::string_view("c\0us", 4));
@@ -202,14 +206,18 @@ public:
         ::WaitForSingleObject(ready_, INFINITE);
     }
     ~ClipboardHolder() {
-        ::SetEvent(release_);
-        thread_.join();
+        Release();
         ::CloseHandle(release_);
         ::CloseHandle(ready_);
     }
     ClipboardHolder(const ClipboardHolder&) = delete;
     ClipboardHolder& operator=(const ClipboardHolder&) = delete;
     bool Opened() const { return opened_; }
+    void Release() {
+        ::SetEvent(release_);
+        if (thread_.joinable())
+            thread_.join();
+    }
 
 private:
     HANDLE release_;
@@ -219,6 +227,7 @@ private:
 };
 
 TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsWhilePumpingMessages) {
+    PutUserClipboard(frame_.Get());
     ClipboardHolder holder;
     ASSERT_TRUE(holder.Opened());
     ASSERT_NE(::GetOpenClipboardWindow(), nullptr);
@@ -234,10 +243,14 @@ TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsWhilePumping
     EXPECT_GE(elapsed, std::chrono::milliseconds(1900));
     EXPECT_LT(elapsed, std::chrono::seconds(30));
 
-    // The whole capture gives up as well and returns nothing.
+    // A clipboard that cannot be saved and emptied is not borrowed: no copy, nothing captured,
+    // and once the holder lets go the user's clipboard is there whole.
     ::SetFocus(frame_.Get());
     EXPECT_EQ(Global::GetSelectedTextHtml(), u"");
-    EXPECT_EQ(Recorder::messages.size(), 5u) << "the copy was still asked for";
+    EXPECT_TRUE(Recorder::messages.empty()) << "the copy was not asked for";
+    holder.Release();
+    EXPECT_EQ(ClipboardText(), L"user text");
+    EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
 }
 
 TEST_F(SelectionCaptureWin, TheWaitEndsWhenTheHolderLetsGo) {
@@ -247,6 +260,119 @@ TEST_F(SelectionCaptureWin, TheWaitEndsWhenTheHolderLetsGo) {
     ASSERT_TRUE(Win::OpenClipboardRetrying(frame_.Get(), attempts));
     ::CloseClipboard();
     EXPECT_EQ(attempts, 2);
+}
+
+// Runs only in the child process that Planter starts: puts HTML on the clipboard from a window of
+// another process, which stays the clipboard's owner until the parent is done.
+TEST(SelectionCapturePlanter, DISABLED_PutsHtmlOnTheClipboard) {
+    wchar_t names[64] = {};
+    ASSERT_NE(::GetEnvironmentVariableW(L"TX_PLANTER", names, 64), 0u) << "started by Planter only";
+    const std::wstring prefix = names;
+    const HANDLE planted = ::OpenEventW(EVENT_MODIFY_STATE, FALSE, (prefix + L"-planted").c_str());
+    const HANDLE done = ::OpenEventW(SYNCHRONIZE, FALSE, (prefix + L"-done").c_str());
+    ASSERT_TRUE(planted && done);
+    Window window(L"STATIC", WS_POPUP);
+    ASSERT_TRUE(::OpenClipboard(window.Get()));
+    ::EmptyClipboard();
+    const std::string html = "<html><body>planted</body></html>";
+    SetData(::RegisterClipboardFormatW(L"HTML Format"), html.c_str(), html.size() + 1);
+    SetText(L"planted");
+    ::CloseClipboard();
+    ::SetEvent(planted);
+    ::WaitForSingleObject(done, 60000);
+}
+
+// Another process that writes the clipboard when asked to, and keeps its window until destroyed.
+class Planter {
+public:
+    Planter()
+        : prefix_(L"TxPlanter-" + std::to_wstring(::GetCurrentProcessId())),
+          planted_(::CreateEventW(nullptr, TRUE, FALSE, (prefix_ + L"-planted").c_str())),
+          done_(::CreateEventW(nullptr, TRUE, FALSE, (prefix_ + L"-done").c_str())) {}
+    ~Planter() {
+        ::SetEvent(done_);
+        if (process_.hProcess) {
+            ::WaitForSingleObject(process_.hProcess, 30000);
+            ::CloseHandle(process_.hProcess);
+            ::CloseHandle(process_.hThread);
+        }
+        ::CloseHandle(planted_);
+        ::CloseHandle(done_);
+    }
+    Planter(const Planter&) = delete;
+    Planter& operator=(const Planter&) = delete;
+
+    bool Plant() {
+        wchar_t program[MAX_PATH] = {};
+        ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+        std::wstring command = std::wstring(L"\"") + program +
+                               L"\" --gtest_also_run_disabled_tests "
+                               L"--gtest_filter=SelectionCapturePlanter.DISABLED_PutsHtmlOnTheClipboard";
+        ::SetEnvironmentVariableW(L"TX_PLANTER", prefix_.c_str());
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        const bool started = ::CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                              nullptr, &startup, &process_) != FALSE;
+        ::SetEnvironmentVariableW(L"TX_PLANTER", nullptr);
+        return started && ::WaitForSingleObject(planted_, 30000) == WAIT_OBJECT_0;
+    }
+
+private:
+    std::wstring prefix_;
+    HANDLE planted_;
+    HANDLE done_;
+    PROCESS_INFORMATION process_{};
+};
+
+// Replaces the copy request for the scope.
+class CopyRequestScope {
+public:
+    explicit CopyRequestScope(Win::CopyRequest request) { Win::SetCopyRequest(std::move(request)); }
+    ~CopyRequestScope() { Win::SetCopyRequest(nullptr); }
+    CopyRequestScope(const CopyRequestScope&) = delete;
+    CopyRequestScope& operator=(const CopyRequestScope&) = delete;
+};
+
+TEST_F(SelectionCaptureWin, DataAnotherProcessPutsOnTheClipboardIsNotCaptured) {
+    ::SetFocus(frame_.Get());
+    PutUserClipboard(frame_.Get());
+    Planter planter;
+    bool planted = false;
+    {
+        const CopyRequestScope copy([&](HWND) { planted = planter.Plant(); });
+        EXPECT_EQ(Global::GetSelectedTextHtml(), u"");
+    }
+    EXPECT_TRUE(planted) << "the other process wrote the clipboard between emptying and re-reading";
+    ExpectUserClipboardBack();
+}
+
+TEST_F(SelectionCaptureWin, TheUserClipboardComesBackWhenTheCaptureFails) {
+    ::SetFocus(frame_.Get());
+    PutUserClipboard(frame_.Get());
+    {
+        const CopyRequestScope copy([](HWND) {
+            EXPECT_EQ(ClipboardText(), L"") << "emptied before the copy";
+            throw std::runtime_error("injected");
+        });
+        EXPECT_THROW(Global::GetSelectedTextHtml(), std::runtime_error);
+    }
+    ExpectUserClipboardBack();
+}
+
+TEST_F(SelectionCaptureWin, AFormatOverTheCapIsNeitherSavedNorCaptured) {
+    ::SetFocus(frame_.Get());
+    PutUserClipboard(frame_.Get());
+    const UINT hugeFormat = ::RegisterClipboardFormatW(L"Tessarix Huge Data");
+    const std::string huge(Win::kMaxClipboardFormatBytes + 1, 'h');
+    ASSERT_TRUE(::OpenClipboard(frame_.Get()));
+    SetData(hugeFormat, huge.data(), huge.size());
+    ::CloseClipboard();
+    // The copied HTML is over the cap as well; its plain text is not.
+    Recorder::html = "<html>" + std::string(Win::kMaxClipboardFormatBytes, 'x') + "</html>";
+
+    EXPECT_EQ(Global::GetSelectedTextHtml(), u"plain&nbsp;copy");
+    ExpectUserClipboardBack();
+    EXPECT_FALSE(::IsClipboardFormatAvailable(hugeFormat)) << "given up, as documented";
 }
 
 } // namespace

@@ -3,15 +3,20 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <future>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "notes/TxClipperSDK.h"
 #include "notes/win/TxClipperSDKWin.h"
+#include "support/ItemLog.h"
 
 namespace Tessarix::Notes {
 namespace {
@@ -32,8 +37,9 @@ public:
     // Hang: stops pumping messages inside WM_COPYDATA until the receiver is stopped.
     enum class Action { Accept, Refuse, Hang };
 
-    explicit Receiver(DWORD_PTR pingAnswer, std::vector<Action> script = {})
-        : pingAnswer_(pingAnswer), script_(std::move(script)),
+    explicit Receiver(DWORD_PTR pingAnswer, std::vector<Action> script = {},
+                      std::chrono::milliseconds pingDelay = std::chrono::milliseconds(0))
+        : pingAnswer_(pingAnswer), script_(std::move(script)), pingDelay_(pingDelay),
           release_(CreateEventW(nullptr, TRUE, FALSE, nullptr), &CloseHandle) {
         auto window = created_.get_future();
         thread_ = std::thread([this] { Run(); });
@@ -82,6 +88,7 @@ private:
         auto* self = reinterpret_cast<Receiver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
         if (self != nullptr && message == self->pingMessage_ && message != 0) {
             self->pings_.push_back(Clock::now());
+            Sleep(static_cast<DWORD>(self->pingDelay_.count()));
             return static_cast<LRESULT>(self->pingAnswer_);
         }
         if (self != nullptr && message == WM_COPYDATA)
@@ -113,6 +120,7 @@ private:
 
     DWORD_PTR pingAnswer_;
     std::vector<Action> script_;
+    std::chrono::milliseconds pingDelay_;
     UINT pingMessage_ = 0;
     std::promise<HWND> created_;
     std::vector<Clock::time_point> pings_;
@@ -207,6 +215,95 @@ TEST(WindowHandoff, ThePingMessageIsRegisteredOnce) {
     EXPECT_NE(message, 0u);
     EXPECT_EQ(RegisterPingMessage(), message);
     EXPECT_EQ(message, RegisterWindowMessageW(L"TXCLIPPER_PING"));
+}
+
+// Stands in for the tokens: every window belongs to this process, so the identities are told.
+class FakeIdentities final : public IProcessIdentities {
+public:
+    std::optional<Handoff::ProcessIdentity> own;
+    std::map<HWND, std::optional<Handoff::ProcessIdentity>> windows;
+
+    std::optional<Handoff::ProcessIdentity> Own() override { return own; }
+    std::optional<Handoff::ProcessIdentity> OfWindow(HWND window) override {
+        const auto found = windows.find(window);
+        return found != windows.end() ? found->second : own;
+    }
+};
+
+TEST(WindowHandoff, OnlyAWindowOfOurUserAtOurIntegrityOrAboveGetsTheDocument) {
+    using Identity = std::optional<Handoff::ProcessIdentity>;
+    constexpr std::uint32_t kLow = 0x1000, kMedium = 0x2000, kHigh = 0x3000;
+    const Identity medium = Handoff::ProcessIdentity{"me", kMedium};
+    const Identity xp = Handoff::ProcessIdentity{"me", std::nullopt};
+    const struct {
+        const char* what;
+        Identity ours, client;
+        int result;
+    } cases[] = {
+        {"sandboxed (low integrity)", medium, Handoff::ProcessIdentity{"me", kLow}, kSendNoClient},
+        {"another user", medium, Handoff::ProcessIdentity{"you", kMedium}, kSendNoClient},
+        {"identity unreadable", medium, std::nullopt, kSendNoClient},
+        {"elevated", medium, Handoff::ProcessIdentity{"me", kHigh}, kSendDelivered},
+        {"XP, same user", xp, Handoff::ProcessIdentity{"me", std::nullopt}, kSendDelivered},
+        {"XP, another user", xp, Handoff::ProcessIdentity{"you", std::nullopt}, kSendNoClient},
+    };
+    for (const auto& c : cases) {
+        Testing::ItemLog log;
+        Receiver client(64);
+        FakeIdentities identities;
+        identities.own = c.ours;
+        identities.windows[client.Window()] = c.client;
+        WindowMessageChannel channel(identities);
+        EXPECT_EQ(Handoff::Send(channel, Handoff::Limits{}, kSender, kDocument.data(),
+                                static_cast<std::uint32_t>(kDocument.size()), 0),
+                  c.result)
+            << c.what;
+        client.Stop();
+        EXPECT_EQ(client.Documents().size(), c.result == kSendDelivered ? 1u : 0u) << c.what;
+        char skipped[200];
+        std::snprintf(
+            skipped, sizeof skipped,
+            "Info: Skipped window %llx of process %lu: it answered TXCLIPPER_PING but does not run as "
+            "this user at this integrity level or above",
+            static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(client.Window())),
+            static_cast<unsigned long>(GetCurrentProcessId()));
+        const auto lines = log.Messages();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), std::string(skipped)),
+                  c.result == kSendDelivered ? 0 : 1)
+            << c.what << ": " << testing::PrintToString(lines);
+    }
+}
+
+TEST(WindowHandoff, TheClientIsFoundBesideASandboxedWindow) {
+    Receiver sandboxed(64);
+    Receiver client(64);
+    FakeIdentities identities;
+    identities.own = Handoff::ProcessIdentity{"me", 0x2000};
+    identities.windows[sandboxed.Window()] = Handoff::ProcessIdentity{"me", 0x1000};
+    WindowMessageChannel channel(identities);
+    EXPECT_EQ(Handoff::Send(channel, Handoff::Limits{}, kSender, kDocument.data(),
+                            static_cast<std::uint32_t>(kDocument.size()), 0),
+              kSendDelivered);
+    client.Stop();
+    sandboxed.Stop();
+    EXPECT_EQ(client.Documents().size(), 1u);
+    EXPECT_TRUE(sandboxed.Documents().empty());
+}
+
+// Windows that take their time over the ping (without being hung) hold up the search one after
+// the other; the whole search ends when its total is spent.
+TEST(WindowHandoff, SlowWindowsCannotProlongTheSearchBeyondItsTotal) {
+    std::vector<std::unique_ptr<Receiver>> slow;
+    for (int i = 0; i < 4; ++i)
+        slow.push_back(std::make_unique<Receiver>(63, std::vector<Receiver::Action>{}, 1000ms));
+    WindowMessageChannel channel;
+    const auto start = Clock::now();
+    EXPECT_FALSE(channel.Find(3000ms, 1500ms));
+    const auto elapsed = Clock::now() - start;
+    EXPECT_GE(elapsed, 1000ms); // a slow window was waited for
+    EXPECT_LT(elapsed, 2500ms); // but not all four, one after the other
+    for (auto& receiver : slow)
+        receiver->Stop();
 }
 
 } // namespace
