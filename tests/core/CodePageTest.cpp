@@ -163,15 +163,21 @@ TEST(CodePage, ConvertsOnManyThreadsAtOnce) {
     for (int i = 0; i < 200; ++i)
         text += u"a\u3042\u4E2D b";
     const std::string shifted = "\x1b$BF|"; // JIS X 0208 without the return to ASCII
+    std::vector<std::uint32_t> codePages;
+    for (const std::uint32_t codePage : {932u, 50220u, 54936u})
+        if (CodePage::IsSupported(codePage)) // Wine lacks the last two, checked above where it has them
+            codePages.push_back(codePage);
+    const bool iso2022 = CodePage::IsSupported(50220);
     std::vector<std::thread> threads;
     std::vector<int> failures(4, 0);
     for (std::size_t t = 0; t < failures.size(); ++t)
         threads.emplace_back([&, t] {
-            for (int i = 0; i < 100; ++i)
-                for (const std::uint32_t codePage : {932u, 50220u, 54936u}) {
+            for (int i = 0; i < 50; ++i)
+                for (const std::uint32_t codePage : codePages) {
                     failures[t] += CodePage::ToWide(CodePage::FromWide(text, codePage), codePage) != text;
-                    failures[t] += CodePage::ToWide("ab", 50220) != u"ab";
-                    failures[t] += CodePage::ToWide(shifted, 50220) != u"\u65E5";
+                    if (iso2022)
+                        failures[t] += CodePage::ToWide(shifted, 50220) != u"\u65E5" ||
+                                       CodePage::ToWide("ab", 50220) != u"ab";
                 }
         });
     for (auto& thread : threads)
