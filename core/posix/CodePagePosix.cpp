@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <iconv.h>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -119,10 +120,14 @@ public:
     }
 
     // Takes back a converter of Take, in its initial state again.
-    void Give(const char* to, const char* from, iconv_t cd) {
+    void Give(const char* to, const char* from, iconv_t cd) noexcept {
         iconv(cd, nullptr, nullptr, nullptr, nullptr);
         const std::lock_guard<std::mutex> lock(mutex_);
-        idle_[Key{to, from}].push_back(cd);
+        try {
+            idle_[Key{to, from}].push_back(cd);
+        } catch (const std::bad_alloc&) {
+            iconv_close(cd); // not kept: the next conversion opens another
+        }
     }
 
     static ConverterPool& Instance() {
