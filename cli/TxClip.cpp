@@ -66,7 +66,8 @@ mode_t CurrentUmask() {
 void ReplaceFile(const std::string& path, const char* bytes, std::size_t length) {
     const std::filesystem::path target(path);
     const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
-    std::string temporary = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
+    std::string temporary =
+        (folder / std::string(".").append(target.filename().string()).append(".XXXXXX")).string();
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0)
         ThrowWriteError(path, errno);

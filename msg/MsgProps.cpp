@@ -133,10 +133,11 @@ HResult StatusToResult(Gsf::Dir::Status status) {
 }
 
 void TrimTerminators(std::string& bytes, std::size_t unit) {
-    bytes.resize(bytes.size() - bytes.size() % unit);
+    // Shrinking by erase, not resize: resize may grow, a path GCC 12 then warns about.
+    bytes.erase(bytes.size() - bytes.size() % unit);
     while (bytes.size() >= unit && std::all_of(bytes.end() - static_cast<std::ptrdiff_t>(unit), bytes.end(),
                                                [](char c) { return c == '\0'; }))
-        bytes.resize(bytes.size() - unit);
+        bytes.erase(bytes.size() - unit);
 }
 
 } // namespace

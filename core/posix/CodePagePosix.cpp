@@ -4,8 +4,11 @@
 #include <cerrno>
 #include <iconv.h>
 #include <mutex>
+#include <new>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "core/CodePage.h"
 #include "core/Utf.h"
@@ -80,17 +83,87 @@ const Charset* Find(std::uint32_t codePage) {
 constexpr const char* kUtf16 = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
+// Opening a converter costs glibc a module lookup each time, which a text of many short runs pays
+// per run: the converters opened are kept, per charset and direction, and lent out one at a time
+// (an iconv_t holds conversion state, so two threads never share one).
+class ConverterPool {
+public:
+    ConverterPool() = default;
+    ConverterPool(const ConverterPool&) = delete;
+    ConverterPool& operator=(const ConverterPool&) = delete;
+    ~ConverterPool() {
+        for (auto& [key, idle] : idle_)
+            for (const iconv_t cd : idle)
+                iconv_close(cd);
+    }
+
+    // A converter from `from` to `to`, or (iconv_t)-1 when glibc has no such conversion.
+    iconv_t Take(const char* to, const char* from) {
+        const Key key{to, from};
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            if (unavailable_.count(key))
+                return kClosed;
+            auto& idle = idle_[key];
+            if (!idle.empty()) {
+                const iconv_t cd = idle.back();
+                idle.pop_back();
+                return cd;
+            }
+        }
+        const iconv_t cd = iconv_open(to, from);
+        if (cd == kClosed) {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            unavailable_.insert(key);
+        }
+        return cd;
+    }
+
+    // Takes back a converter of Take, in its initial state again.
+    void Give(const char* to, const char* from, iconv_t cd) noexcept {
+        iconv(cd, nullptr, nullptr, nullptr, nullptr);
+        const std::lock_guard<std::mutex> lock(mutex_);
+        try {
+            idle_[Key{to, from}].push_back(cd);
+        } catch (const std::bad_alloc&) {
+            iconv_close(cd); // not kept: the next conversion opens another
+        }
+    }
+
+    static ConverterPool& Instance() {
+        static ConverterPool pool;
+        return pool;
+    }
+
+    static inline const iconv_t kClosed = reinterpret_cast<iconv_t>(-1);
+
+private:
+    // The charset names are the literals of kCharsets and kUtf16: compared by address.
+    using Key = std::pair<const char*, const char*>;
+    struct KeyHash {
+        std::size_t operator()(const Key& k) const {
+            return std::hash<const char*>()(k.first) * 31 + std::hash<const char*>()(k.second);
+        }
+    };
+
+    std::mutex mutex_;
+    std::unordered_map<Key, std::vector<iconv_t>, KeyHash> idle_;
+    std::unordered_set<Key, KeyHash> unavailable_;
+};
+
+// A converter lent by the pool for one conversion.
 class Converter {
 public:
-    Converter(const char* to, const char* from) : cd_(iconv_open(to, from)) {}
+    Converter(const char* to, const char* from)
+        : to_(to), from_(from), cd_(ConverterPool::Instance().Take(to, from)) {}
     ~Converter() {
         if (IsOpen())
-            iconv_close(cd_);
+            ConverterPool::Instance().Give(to_, from_, cd_);
     }
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    bool IsOpen() const { return cd_ != reinterpret_cast<iconv_t>(-1); }
+    bool IsOpen() const { return cd_ != ConverterPool::kClosed; }
     iconv_t Get() const { return cd_; }
 
     // Back to the initial state, writing what that takes (a shift sequence, a held character).
@@ -100,6 +173,8 @@ public:
     }
 
 private:
+    const char* to_;
+    const char* from_;
     iconv_t cd_;
 };
 

@@ -126,9 +126,7 @@ bool CreateDirectory(const std::u16string& path) {
 std::vector<std::u16string> ListFiles(const std::u16string& folder, const std::u16string& prefix) {
     std::vector<std::u16string> names;
     try {
-        std::string dir = Native(folder);
-        if (dir.empty())
-            dir = ".";
+        std::string dir = folder.empty() ? std::string(".") : Native(folder);
         if (dir.back() != '/')
             dir += '/';
         const std::string start = Native(prefix);

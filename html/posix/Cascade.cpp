@@ -184,7 +184,7 @@ void Cascade::Match(litehtml::element& element, std::string_view tag, std::vecto
                 break;
             rest.remove_prefix(start);
             const std::size_t end = std::min(rest.find_first_of(" \t\n\r\f"), rest.size());
-            gather("." + std::string(rest.substr(0, end)));
+            gather(std::string(".").append(rest.substr(0, end)));
             rest.remove_prefix(end);
         }
     }

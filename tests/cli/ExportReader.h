@@ -105,8 +105,8 @@ public:
     // The text of the element `name` that starts at the cursor (after blanks and line ends).
     std::string Element(std::string_view name) {
         SkipSpace();
-        const std::string open = "<" + std::string(name) + ">";
-        const std::string close = "</" + std::string(name) + ">";
+        const std::string open = std::string("<").append(name).append(">");
+        const std::string close = std::string("</").append(name).append(">");
         if (!Consume(open)) {
             ADD_FAILURE() << "expected " << open << " at: " << text_.substr(at_, 80);
             at_ = text_.size();

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <thread>
+#include <vector>
 
 #include "core/CodePage.h"
 #include "core/Utf.h"
@@ -152,4 +154,33 @@ TEST(CodePage, LongTextSurvivesBufferGrowth) {
         ASSERT_FALSE(bytes.empty()) << codePage;
         EXPECT_EQ(CodePage::ToWide(bytes, codePage), text) << codePage;
     }
+}
+
+TEST(CodePage, ConvertsOnManyThreadsAtOnce) {
+    // Stateful pages among them: a converter lent to two threads at once, or lent again still
+    // shifted (the ISO-2022-JP bytes end inside a shift), garbles the text.
+    std::u16string text;
+    for (int i = 0; i < 200; ++i)
+        text += u"a\u3042\u4E2D b";
+    const std::string shifted = "\x1b$BF|"; // JIS X 0208 without the return to ASCII
+    std::vector<std::uint32_t> codePages;
+    for (const std::uint32_t codePage : {932u, 50220u, 54936u})
+        if (CodePage::IsSupported(codePage)) // Wine lacks the last two, checked above where it has them
+            codePages.push_back(codePage);
+    const bool iso2022 = CodePage::IsSupported(50220);
+    std::vector<std::thread> threads;
+    std::vector<int> failures(4, 0);
+    for (std::size_t t = 0; t < failures.size(); ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 50; ++i)
+                for (const std::uint32_t codePage : codePages) {
+                    failures[t] += CodePage::ToWide(CodePage::FromWide(text, codePage), codePage) != text;
+                    if (iso2022)
+                        failures[t] += CodePage::ToWide(shifted, 50220) != u"\u65E5" ||
+                                       CodePage::ToWide("ab", 50220) != u"ab";
+                }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, std::vector<int>(failures.size(), 0));
 }

@@ -98,7 +98,7 @@ TEST(AttachmentMarks, ShortestMatchesInOrderWithABlankForMissingAttachments) {
     const AttachmentList list{first, nullptr};
     EXPECT_EQ(
         Body::ReplaceAttachmentMarks(u"x&lt;&lt;1&gt;&gt;&gt;&gt;y&lt;&lt;2&gt;&gt;z&lt;&lt;3&gt;&gt;", list),
-        FromUtf8("x" + Img("a.png") + "&gt;&gt;y z "));
+        FromUtf8(std::string("x") + Img("a.png") + "&gt;&gt;y z "));
     EXPECT_EQ(Body::ReplaceAttachmentMarks(u"&lt;&lt;&lt;&lt;x&gt;&gt;", list), FromUtf8(Img("a.png")));
     EXPECT_EQ(Body::ReplaceAttachmentMarks(u"open &lt;&lt; only", list), u"open &lt;&lt; only");
     EXPECT_EQ(Body::ReplaceAttachmentMarks(u"<<raw>>", list), u"<<raw>>");
