@@ -69,7 +69,12 @@ inline std::string Unescape(std::string_view text) {
 }
 
 inline std::string Value(const std::optional<std::string>& value) {
-    return value ? "'" + Escape(*value) : "-";
+    if (!value)
+        return "-";
+    // Appended, not prepended: GCC 12 at -O3 warns (-Wrestrict) on a literal before a string.
+    std::string result(1, '\'');
+    result += Escape(*value);
+    return result;
 }
 
 inline std::optional<std::string> ParseValue(std::string_view token) {

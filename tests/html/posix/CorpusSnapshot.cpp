@@ -35,8 +35,12 @@ void Write(const Html::Document& document, Html::Node node, std::size_t depth, s
             out += indent + "style";
             for (std::size_t p = 0; p < Html::kCssPropertyCount; ++p) {
                 const auto property = static_cast<Html::CssProperty>(p);
-                out += " " + Text(Html::CssPropertyName(property)) + "=" +
-                       Escape(Text(document.StyleValue(style, property)));
+                // Appended piece by piece: GCC 12 at -O3 warns (-Wrestrict) on a literal
+                // prepended to a string.
+                out += ' ';
+                out += Text(Html::CssPropertyName(property));
+                out += '=';
+                out += Escape(Text(document.StyleValue(style, property)));
             }
             out += "\n";
         }
