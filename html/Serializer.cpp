@@ -302,10 +302,8 @@ void NoteContentSerializer::WriteAttributes(Node element, bool styled) {
             continue;
         if (!IsWritableName(a.name) || IsScriptAttribute(a.name) || IsScriptAddress(value))
             continue;
-        // The computed style stands for the element's own.
-        if (styled && EqualsNoCase(a.name, u"style"))
-            continue;
-        if (EqualsNoCase(a.name, u"style") && IsScriptStyle(value))
+        // The computed style stands for the element's own; without one, the own is held to the same rule.
+        if (EqualsNoCase(a.name, u"style") && (styled || IsScriptStyle(value)))
             continue;
         Write(u" ");
         Write(a.name);

@@ -9,38 +9,33 @@
 #include "cli/Samples.h"
 #include "core/CodePage.h"
 #include "core/MapiProp.h"
+#include "tests/msg/MsgFixtures.h"
 
 namespace Tessarix::Testing {
 namespace {
 
 using namespace std::string_literals;
 using Msg::MessageData;
-using Msg::PropTag;
 using Msg::RecipientData;
 using Msg::Value;
 
-constexpr PropTag kMessageClass = 0x001A001F;
-constexpr PropTag kSubject = 0x0037001F;
-constexpr PropTag kSenderName = 0x0C1A001F;
-constexpr PropTag kSenderEmail = 0x0C1F001F;
-constexpr PropTag kBody = 0x1000001F;
-constexpr PropTag kDisplayName = 0x3001001F;
-constexpr PropTag kEmailAddress = 0x3003001F;
-constexpr PropTag kRecipientType = 0x0C150003;
+using namespace Msg::Testing;
 
 MessageData NewItem(std::u16string_view messageClass, std::u16string_view subject) {
     MessageData message;
-    message.props.Set(kMessageClass, Value::Unicode(messageClass)).Set(kSubject, Value::Unicode(subject));
+    message.props.Set(kPR_MESSAGE_CLASS_W, Value::Unicode(messageClass))
+        .Set(kPR_SUBJECT_W, Value::Unicode(subject));
     return message;
 }
 
 MessageData Mail(std::u16string_view subject, std::u16string_view sender, std::u16string_view recipient) {
     MessageData mail = NewItem(u"IPM.Note", subject);
-    mail.props.Set(kSenderName, Value::Unicode(sender)).Set(kSenderEmail, Value::Unicode(u"ann@example.com"));
+    mail.props.Set(kPR_SENDER_NAME_W, Value::Unicode(sender))
+        .Set(kPR_SENDER_EMAIL_ADDRESS_W, Value::Unicode(u"ann@example.com"));
     RecipientData to;
-    to.props.Set(kDisplayName, Value::Unicode(recipient))
-        .Set(kEmailAddress, Value::Unicode(u"bob@example.com"))
-        .Set(kRecipientType, Value::Long(1));
+    to.props.Set(kPR_DISPLAY_NAME_W, Value::Unicode(recipient))
+        .Set(kPR_EMAIL_ADDRESS_W, Value::Unicode(u"bob@example.com"))
+        .Set(kPR_RECIPIENT_TYPE, Value::Long(1));
     mail.recipients.push_back(std::move(to));
     return mail;
 }
@@ -70,14 +65,14 @@ TEST_F(TxClipTest, ControlCharactersInAnItemBecomeBlanksInItsNote) {
 
 TEST_F(TxClipTest, AFailureNamesTheItemByFileAndSubject) {
     MessageData good = Mail(u"Fine", u"Ann", u"Bob");
-    good.props.Set(kBody, Value::Unicode(u"Short."));
+    good.props.Set(kPR_BODY_W, Value::Unicode(u"Short."));
     // Past the note-content limit once every line break is serialized; the subject would clear
     // the user's screen if it reached the terminal as it is.
     MessageData large = Mail(u"Big\x1B[2Jreport", u"Ann", u"Bob");
     std::u16string lines;
     for (int i = 0; i < 800000; ++i)
         lines += u"\r\n";
-    large.props.Set(kBody, Value::Unicode(lines));
+    large.props.Set(kPR_BODY_W, Value::Unicode(lines));
     const std::string failing = Item(large, "large.msg");
 
     const RunResult result = Run({Item(good, "good.msg"), failing, "-o", (out_ / "clip.xml").string()});

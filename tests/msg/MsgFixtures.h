@@ -13,6 +13,8 @@ namespace Tessarix::Msg::Testing {
 inline constexpr PropTag kPR_MESSAGE_CLASS_W = 0x001A001F;
 inline constexpr PropTag kPR_SUBJECT_W = 0x0037001F;
 inline constexpr PropTag kPR_SUBJECT_A = 0x0037001E;
+inline constexpr PropTag kPR_SENDER_NAME_W = 0x0C1A001F;
+inline constexpr PropTag kPR_SENDER_EMAIL_ADDRESS_W = 0x0C1F001F;
 inline constexpr PropTag kPR_DISPLAY_NAME_W = 0x3001001F;
 inline constexpr PropTag kPR_EMAIL_ADDRESS_W = 0x3003001F;
 inline constexpr PropTag kPR_RECIPIENT_TYPE = 0x0C150003;

@@ -62,7 +62,7 @@ protected:
 
 TEST_F(MsgItemMail, AnswersTheMailNames) {
     MessageData message = Mail(u"Quarterly");
-    message.props.Set(0x0C1A001F, Value::Unicode(u"Ann Sender"))
+    message.props.Set(kPR_SENDER_NAME_W, Value::Unicode(u"Ann Sender"))
         .Set(0x0E04001F, Value::Unicode(u"Bob; Cy"))
         .Set(0x0E070003, Value::Long(1)) // read, not unsent
         .Set(kPR_CLIENT_SUBMIT_TIME, Value::Time(kMarch7))
