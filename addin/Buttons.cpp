@@ -1,6 +1,7 @@
 #include "addin/Buttons.h"
 
 #include "actions/ClipAction.h"
+#include "addin/ClipPress.h"
 #include "addin/Dispatch.h"
 #include "addin/Localize.h"
 #include "addin/ResourceUtil.h"
@@ -70,15 +71,20 @@ void CButton::SetEnabled(bool enabled) {
     Dispatch::PutProperty(m_button.Get(), L"Enabled", Dispatch::Arg::Bool(enabled));
 }
 
-void CButton::OnClick(IAction* handler) {
+void CButton::OnClick(std::weak_ptr<IAction> handler) {
     CallTracer trace(u"CButton::OnClick()");
-    m_handler = handler;
+    m_handler = std::move(handler);
 }
 
 void CButton::OnButtonClick() {
     CallTracer trace(u"CButton::OnButtonClick()");
-    if (m_handler)
-        m_handler->Execute();
+    const std::shared_ptr<IAction> action = m_handler.lock();
+    if (!action)
+        return;
+    const std::shared_ptr<CButton> self = shared_from_this();
+    const ClipPress press(u"CButton::OnButtonClick()");
+    if (press)
+        action->Execute();
 }
 
 void CButton::OnEvent(DISPID id, DISPPARAMS*) {

@@ -20,7 +20,8 @@ namespace Tessarix::Addin {
 class CLocalize;
 
 // One button; it lives as long as its view and deletes its control from the bar when destroyed.
-class CButton final : private IEventHandler {
+// Made only through CButtonCreator (owned by a shared pointer): a click keeps it alive.
+class CButton final : public std::enable_shared_from_this<CButton>, private IEventHandler {
 public:
     explicit CButton(IDispatch* button);
     ~CButton();
@@ -32,15 +33,16 @@ public:
     void SetBeginGroup(bool beginGroup);
     void SetPicture(IPictureDisp* picture, IPictureDisp* mask);
     void SetEnabled(bool enabled);
-    // What a click runs; not owned, may be null (the button then does nothing).
-    void OnClick(IAction* handler);
+    // What a click runs; not owned, may be empty (the button then does nothing). Its owner may let
+    // go of it while its clip runs: the click holds it until the clip is over.
+    void OnClick(std::weak_ptr<IAction> handler);
     void OnButtonClick();
 
 private:
     void OnEvent(DISPID id, DISPPARAMS* params) override;
 
     Win::ComPtr<IDispatch> m_button; // CommandBarButton
-    IAction* m_handler = nullptr;
+    std::weak_ptr<IAction> m_handler;
     EventConnection m_events;
 };
 

@@ -16,7 +16,9 @@ constexpr IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0,
 constexpr DISPID kExplorerActivate = 0xF001;
 constexpr DISPID kCommandBarsUpdate = 1;
 constexpr DISPID kItemContextMenuDisplay = 0xFB41;
-constexpr std::int32_t kControlPopup = 10; // msoControlPopup
+constexpr DISPID kContextMenuClose = 0xFBA6; // ApplicationEvents_11, Outlook 2007 and later
+constexpr DISPID kSelectionChange = 0xF007;  // ExplorerEvents_10
+constexpr std::int32_t kControlPopup = 10;   // msoControlPopup
 constexpr std::int32_t kToolsMenuId = 30007;
 
 using Dispatch::Arg;
@@ -126,13 +128,13 @@ bool ExplorerToolbarView::InitUI() {
 
     Log().Debug(u"ExplorerToolbarView::InitUI: before attach");
     toolbarButton = tessarixButtonCreator->ClipItemButton(standard.Get());
-    toolbarButton->OnClick(this);
+    toolbarButton->OnClick(weak_from_this());
     Log().Debug(u"ExplorerToolbarView::InitUI: enable button");
     toolbarButton->SetEnabled(enabled);
 
     Log().Debug(u"ExplorerToolbarView::InitUI: menu attach");
     menuButton = tessarixButtonCreator->ClipItemButton(tools.Get());
-    menuButton->OnClick(this);
+    menuButton->OnClick(weak_from_this());
     menuButton->SetEnabled(enabled);
     Log().Debug(u"ExplorerToolbarView::InitUI: OK");
     return true;
@@ -161,11 +163,76 @@ bool ExplorerView2003::InitUI() {
 
 // ---------------------------------------------------------------------------------------------
 
+CContextMenuEntry::CContextMenuEntry(IDispatch* application, std::shared_ptr<IClipActions> clipActions)
+    : m_application(application), m_clipActions(std::move(clipActions)),
+      m_selectionEvents(kIID_ExplorerEvents_10, *this) {}
+
+CContextMenuEntry::~CContextMenuEntry() {
+    m_selectionEvents.Disconnect();
+}
+
+void CContextMenuEntry::Attach(std::shared_ptr<CButton> button, std::shared_ptr<IAction> action,
+                               IDispatch* explorer) {
+    Drop();
+    m_button = std::move(button);
+    m_action = std::move(action);
+    m_button->OnClick(weak_from_this());
+    if (explorer)
+        m_selectionEvents.Connect(explorer);
+}
+
+void CContextMenuEntry::Drop() {
+    // The button first: it runs this entry.
+    m_button.reset();
+    ReleaseClip();
+}
+
+void CContextMenuEntry::ReleaseClip() {
+    m_action.reset();
+    m_selectionEvents.Disconnect();
+}
+
+void CContextMenuEntry::OnEvent(DISPID id, DISPPARAMS*) {
+    if (id == kSelectionChange)
+        ReleaseClip();
+}
+
+void CContextMenuEntry::Execute() {
+    CallTracer trace(u"CContextMenuEntry::Execute()");
+    std::shared_ptr<IAction> action = m_action;
+    if (!action) {
+        const Win::ComPtr<IDispatch> explorer = Dispatch::GetDispatch(m_application.Get(), L"ActiveExplorer");
+        const Win::ComPtr<IDispatch> selection = Dispatch::GetDispatch(explorer.Get(), L"Selection");
+        if (!m_clipActions->CanClipSelection(selection.Get())) {
+            Log().Info(u"CContextMenuEntry::Execute: the selection of the moment cannot be clipped");
+            return;
+        }
+        action = m_clipActions->ClipSelection(selection.Get());
+    }
+    action->Execute();
+}
+
+namespace {
+
+// The entry's button for a selection of `count` items; empty for none.
+std::shared_ptr<CButton> EntryButton(CTessarixButtonCreator& creator, IDispatch* bar, std::int32_t count) {
+    if (count == 1)
+        return creator.ClipItemButton(bar);
+    if (count >= 2)
+        return creator.ClipItemsButton(bar);
+    return {};
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+
 CContextMenu::CContextMenu(IDispatch* application, IDispatch* commandBars,
                            std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator_,
                            std::shared_ptr<IClipActions> clipActions)
     : m_application(application), m_commandBars(commandBars),
       tessarixButtonCreator(std::move(tessarixButtonCreator_)), m_clipActions(std::move(clipActions)),
+      m_entry(std::make_shared<CContextMenuEntry>(application, m_clipActions)),
       m_events(kIID_CommandBarsEvents, *this) {
     m_events.Connect(m_commandBars.Get());
 }
@@ -187,26 +254,20 @@ void CContextMenu::OnCommandBarsUpdated() {
     } catch (HResult) {
         return; // not a context menu that is being shown
     }
-    // The button goes first: it runs the action.
-    m_button.reset();
-    m_action.reset();
+    m_entry->Drop();
     const Win::ComPtr<IDispatch> explorer = Dispatch::GetDispatch(m_application.Get(), L"ActiveExplorer");
     const Win::ComPtr<IDispatch> selection = Dispatch::GetDispatch(explorer.Get(), L"Selection");
     if (!m_clipActions->CanClipSelection(selection.Get()))
         return;
     Log().Debug(u"CContextMenu::OnCommandBarsUpdated() attach");
-    m_action = m_clipActions->ClipSelection(selection.Get());
+    std::shared_ptr<IAction> action = m_clipActions->ClipSelection(selection.Get());
     const std::int32_t count = Dispatch::GetInt(selection.Get(), L"Count");
     Log().Debug(Format(u"CContextMenu::OnCommandBarsUpdated() count: %d", count));
-    if (count == 1) {
-        m_button = tessarixButtonCreator->ClipItemButton(contextBar.Get());
-    } else if (count >= 2) {
-        m_button = tessarixButtonCreator->ClipItemsButton(contextBar.Get());
-    } else {
+    std::shared_ptr<CButton> button = EntryButton(*tessarixButtonCreator, contextBar.Get(), count);
+    if (!button)
         return;
-    }
     Log().Debug(u"CContextMenu::OnCommandBarsUpdated() before on click");
-    m_button->OnClick(m_action.get());
+    m_entry->Attach(std::move(button), std::move(action), explorer.Get());
     Log().Debug(u"CContextMenu::OnCommandBarsUpdated() OK");
 }
 
@@ -216,7 +277,9 @@ CContextMenu2007::CContextMenu2007(IDispatch* application,
                                    std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator_,
                                    std::shared_ptr<IClipActions> clipActions)
     : m_application(application), tessarixButtonCreator(std::move(tessarixButtonCreator_)),
-      m_clipActions(std::move(clipActions)), m_events(kIID_ApplicationEvents_11, *this) {
+      m_clipActions(std::move(clipActions)),
+      m_entry(std::make_shared<CContextMenuEntry>(application, m_clipActions)),
+      m_events(kIID_ApplicationEvents_11, *this) {
     m_events.Connect(m_application.Get());
 }
 
@@ -225,6 +288,10 @@ CContextMenu2007::~CContextMenu2007() {
 }
 
 void CContextMenu2007::OnEvent(DISPID id, DISPPARAMS* params) {
+    if (id == kContextMenuClose) {
+        m_entry->ReleaseClip();
+        return;
+    }
     if (id != kItemContextMenuDisplay)
         return;
     const Win::ComPtr<IDispatch> commandBar = EventObjectArgument(params, 0);
@@ -234,20 +301,23 @@ void CContextMenu2007::OnEvent(DISPID id, DISPPARAMS* params) {
 
 void CContextMenu2007::OnItemContextMenu(IDispatch* commandBar, IDispatch* selection) {
     CallTracer trace(u"CContextMenu2007::OnItemContextMenu()");
-    m_button.reset();
-    m_action.reset();
+    m_entry->Drop();
     if (!m_clipActions->CanClipSelection(selection))
         return;
-    m_action = m_clipActions->ClipSelection(selection);
+    std::shared_ptr<IAction> action = m_clipActions->ClipSelection(selection);
     const std::int32_t count = Dispatch::GetInt(selection, L"Count");
-    if (count == 1) {
-        m_button = tessarixButtonCreator->ClipItemButton(commandBar);
-    } else if (count >= 2) {
-        m_button = tessarixButtonCreator->ClipItemsButton(commandBar);
-    } else {
+    std::shared_ptr<CButton> button = EntryButton(*tessarixButtonCreator, commandBar, count);
+    if (!button)
         return;
+    // The menu's close event lets go of the clip; a selection change is a second, earlier signal
+    // where the explorer can be read.
+    Win::ComPtr<IDispatch> explorer;
+    try {
+        explorer = Dispatch::GetDispatch(m_application.Get(), L"ActiveExplorer");
+    } catch (HResult hr) {
+        Log().Debug(Format(u"CContextMenu2007::OnItemContextMenu: no active explorer: %d", hr));
     }
-    m_button->OnClick(m_action.get());
+    m_entry->Attach(std::move(button), std::move(action), explorer.Get());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -288,7 +358,7 @@ std::shared_ptr<CAddinView> CInspectorViewBuilder::Create(IDispatch* inspector,
     Log().Debug(u"CInspectorViewBuilder::Create prepare buttons");
     std::shared_ptr<CButton> button = tessarixButtonCreator->ClipItemButton(standard.Get());
     // Without an action the button shows and does nothing; the inspector button is never disabled.
-    button->OnClick(action.get());
+    button->OnClick(action);
     view->Add(std::move(button));
     Log().Debug(u"CInspectorViewBuilder::Create return view");
     return view;

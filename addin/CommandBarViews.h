@@ -18,7 +18,11 @@ class CButton;
 class CTessarixButtonCreator;
 class IClipActions;
 
-class ExplorerToolbarView : public IExplorerView, public IAction, private IEventHandler {
+// Made by the factories as a shared object: its buttons hold it weakly as their action.
+class ExplorerToolbarView : public IExplorerView,
+                            public IAction,
+                            public std::enable_shared_from_this<ExplorerToolbarView>,
+                            private IEventHandler {
 public:
     // `explorer` is Outlook's _Explorer; the buttons are made at the first successful Init.
     ExplorerToolbarView(IDispatch* explorer, std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator);
@@ -50,6 +54,38 @@ private:
     EventConnection m_events;
 };
 
+// The Tessarix entry of a context menu: its button and the clip of the selection the menu was shown
+// for. The clip, and with it the selected items, is let go when the menu closes (Outlook 2007 and
+// later say when) or when the explorer's selection changes, whichever comes first; a click that
+// Outlook delivers after that clips the explorer's selection of that moment.
+class CContextMenuEntry final : public IAction,
+                                public std::enable_shared_from_this<CContextMenuEntry>,
+                                private IEventHandler {
+public:
+    CContextMenuEntry(IDispatch* application, std::shared_ptr<IClipActions> clipActions);
+    ~CContextMenuEntry() override;
+    CContextMenuEntry(const CContextMenuEntry&) = delete;
+    CContextMenuEntry& operator=(const CContextMenuEntry&) = delete;
+
+    // The entry's new button and clip, the button running this entry. `explorer` (may be null) is
+    // followed for a selection change.
+    void Attach(std::shared_ptr<CButton> button, std::shared_ptr<IAction> action, IDispatch* explorer);
+    // Drops the button and the clip (a clip running holds its own).
+    void Drop();
+    // Drops the clip only.
+    void ReleaseClip();
+    void Execute() override;
+
+private:
+    void OnEvent(DISPID id, DISPPARAMS* params) override;
+
+    Win::ComPtr<IDispatch> m_application;
+    std::shared_ptr<IClipActions> m_clipActions;
+    std::shared_ptr<CButton> m_button;
+    std::shared_ptr<IAction> m_action;
+    EventConnection m_selectionEvents;
+};
+
 // Outlook 2003's explorer context menu: rebuilt on every display.
 class CContextMenu final : private IEventHandler {
 public:
@@ -69,8 +105,7 @@ private:
     Win::ComPtr<IDispatch> m_commandBars;
     std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator;
     std::shared_ptr<IClipActions> m_clipActions;
-    std::shared_ptr<CButton> m_button;
-    std::shared_ptr<IAction> m_action;
+    std::shared_ptr<CContextMenuEntry> m_entry;
     EventConnection m_events;
 };
 
@@ -85,7 +120,8 @@ private:
     std::shared_ptr<CContextMenu> contextMenu;
 };
 
-// The item context menu of Outlook 2007 and 2010 (one per add-in).
+// The item context menu of Outlook 2007 and 2010 (one per add-in); its entry's clip goes when
+// Outlook reports the menu closed.
 class CContextMenu2007 final : private IEventHandler {
 public:
     CContextMenu2007(IDispatch* application, std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator,
@@ -102,8 +138,7 @@ private:
     Win::ComPtr<IDispatch> m_application;
     std::shared_ptr<CTessarixButtonCreator> tessarixButtonCreator;
     std::shared_ptr<IClipActions> m_clipActions;
-    std::shared_ptr<CButton> m_button;
-    std::shared_ptr<IAction> m_action;
+    std::shared_ptr<CContextMenuEntry> m_entry;
     EventConnection m_events;
 };
 

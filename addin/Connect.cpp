@@ -1,6 +1,7 @@
 #include "addin/Connect.h"
 
 #include "addin/AddinFactory.h"
+#include "addin/ClipPress.h"
 #include "addin/ComBoundary.h"
 #include "core/Log.h"
 #include "core/Utf.h"
@@ -13,6 +14,7 @@ CConnect::CConnect() {
 
 CConnect::~CConnect() {
     CallTracer trace(u"CConnect::Dtor");
+    ForgetConnection(static_cast<_IDTExtensibility2*>(this));
 }
 
 HRESULT STDMETHODCALLTYPE CConnect::QueryInterface(REFIID iid, void** out) {
@@ -97,6 +99,7 @@ HRESULT STDMETHODCALLTYPE CConnect::OnConnection(IDispatch* application, ext_Con
         if (FAILED(hr))
             return hr;
         m_application = std::move(outlook);
+        SetCurrentConnection(static_cast<_IDTExtensibility2*>(this));
         m_factory = std::make_shared<CAddinFactory>(m_application.Get());
         // An unsupported Outlook leaves m_addin empty: the add-in stays loaded and idle.
         m_addin = m_factory->Create();
@@ -108,9 +111,11 @@ HRESULT STDMETHODCALLTYPE CConnect::OnDisconnection(ext_DisconnectMode /*removeM
                                                     SAFEARRAY** /*custom*/) {
     CallTracer trace(u"CConnect::OnDisconnection()");
     return ComBoundary(u"CConnect::OnDisconnection", [this] {
-        m_addin.reset();
-        m_factory.reset();
-        m_application = nullptr;
+        // During a clip the variant, with the trackers and buttons the clip runs from, goes when the
+        // clip has unwound; the order stays the same.
+        ClipGate::Release(std::move(m_addin));
+        ClipGate::Release(std::move(m_factory));
+        ClipGate::Release(std::move(m_application));
         return S_OK;
     });
 }

@@ -1,6 +1,9 @@
 #include "addin/Explorers.h"
 
+#include <algorithm>
+
 #include "actions/ClipAction.h"
+#include "actions/ClipGate.h"
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
 #include "addin/OfficeInterfaces.h"
@@ -124,7 +127,15 @@ void CExplorers::OnEvent(DISPID id, DISPPARAMS* params) {
 
 void CExplorers::OnClose(CExplorer* explorer) {
     CallTracer trace(u"CExplorers::OnClose()");
-    m_list.remove_if([explorer](const std::unique_ptr<CExplorer>& e) { return e.get() == explorer; });
+    const auto closed =
+        std::find_if(m_list.begin(), m_list.end(),
+                     [explorer](const std::unique_ptr<CExplorer>& e) { return e.get() == explorer; });
+    if (closed == m_list.end())
+        return;
+    std::unique_ptr<CExplorer> tracker = std::move(*closed);
+    m_list.erase(closed);
+    // A clip started from this explorer may be running further up the stack.
+    ClipGate::Release(std::move(tracker));
 }
 
 } // namespace Tessarix::Addin

@@ -4,6 +4,7 @@
 
 #include "actions/ClipAction.h"
 #include "addin/ClipActions.h"
+#include "addin/ClipPress.h"
 #include "addin/Dispatch.h"
 #include "addin/Localize.h"
 #include "addin/ResourceUtil.h"
@@ -107,6 +108,9 @@ HRESULT CRibbonSupport::GetEnabled(IDispatch* control, VARIANT_BOOL* enabled) {
 
 HRESULT CRibbonSupport::OnClick(IDispatch* control) {
     CallTracer trace(u"CRibbonSupport::OnClick()");
+    const ClipPress press(u"CRibbonSupport::OnClick()");
+    if (!press)
+        return S_OK;
     try {
         Win::ComPtr<IRibbonControl> ribbonControl;
         if (!control || FAILED(control->QueryInterface(
