@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -58,6 +59,7 @@ constexpr DISPID kClose = 0xF008;
 constexpr DISPID kClick = 1;
 constexpr DISPID kCommandBarsUpdate = 1;
 constexpr DISPID kItemContextMenuDisplay = 0xFB41;
+constexpr DISPID kContextMenuClose = 0xFBA6;
 
 // ---------------------------------------------------------------------------------------------
 // What the desktop client received
@@ -191,13 +193,23 @@ void ExpectNotes(const Delivery& delivery, const std::vector<const Sticky*>& exp
 // Message boxes
 
 // Closes every dialog box this thread shows (a clip that fails shows one and would wait for a
-// click) and keeps its caption and texts, so that a failure is reported instead of hanging.
+// click) and keeps its caption and texts, so that a failure is reported instead of hanging. Given
+// an interlude, it runs it from the box's own message loop, as Outlook's work would run while the
+// box shows, and closes the box after it.
 class BoxWatcher {
 public:
     BoxWatcher() : hook_(::SetWindowsHookExW(WH_CBT, &BoxWatcher::Hook, nullptr, ::GetCurrentThreadId())) {
         watcher_ = this;
+        WNDCLASSW type{};
+        type.lpfnWndProc = &BoxWatcher::Deliver;
+        type.hInstance = ::GetModuleHandleW(nullptr);
+        type.lpszClassName = L"TxBoxInterlude";
+        ::RegisterClassW(&type);
+        courier_ = ::CreateWindowExW(0, type.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                     type.hInstance, nullptr);
     }
     ~BoxWatcher() {
+        ::DestroyWindow(courier_);
         ::UnhookWindowsHookEx(hook_);
         watcher_ = nullptr;
     }
@@ -205,8 +217,11 @@ public:
     BoxWatcher& operator=(const BoxWatcher&) = delete;
 
     std::vector<std::string> boxes;
+    std::function<void()> interlude; // run once, at the next box
 
 private:
+    static constexpr UINT kInterlude = WM_APP + 3;
+
     static std::string WindowText(HWND window) {
         wchar_t text[512] = {};
         const int length = ::GetWindowTextW(window, text, 512);
@@ -219,6 +234,8 @@ private:
         return _wcsicmp(name, type) == 0;
     }
 
+    static void Close(HWND box) { ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0); }
+
     // A box is complete, texts and all, when it is first activated.
     static LRESULT CALLBACK Hook(int code, WPARAM wParam, LPARAM lParam) {
         const HWND window = reinterpret_cast<HWND>(wParam);
@@ -229,14 +246,28 @@ private:
                     box += " " + WindowText(child);
             }
             watcher_->boxes.push_back(box);
-            ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+            if (watcher_->interlude)
+                ::PostMessageW(watcher_->courier_, kInterlude, reinterpret_cast<WPARAM>(window), 0);
+            else
+                Close(window);
         }
         return ::CallNextHookEx(nullptr, code, wParam, lParam);
+    }
+
+    static LRESULT CALLBACK Deliver(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+        if (message != kInterlude)
+            return ::DefWindowProcW(window, message, wParam, lParam);
+        const std::function<void()> interlude = std::move(watcher_->interlude);
+        watcher_->interlude = nullptr;
+        interlude();
+        Close(reinterpret_cast<HWND>(wParam));
+        return 0;
     }
 
     static inline BoxWatcher* watcher_ = nullptr;
     std::set<HWND> closed_;
     HHOOK hook_;
+    HWND courier_ = nullptr;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -512,6 +543,238 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
     refs.ExpectAllReleased();
     ExpectNoFailures(log.Text());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Outlook goes on while a clip waits. A clip that the desktop client refuses fails, and while its
+// box shows, Outlook's own work runs: the clip still reports its failure, nothing it uses goes before
+// it has unwound, a press meanwhile starts no second clip, and Outlook can clip again afterwards.
+
+int Occurrences(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
+class ClipInterludeTest : public EndToEndTest {
+protected:
+    // `press` starts a clip, which the client refuses; `meanwhile` runs while its box shows.
+    void FailWhile(const std::function<void()>& press, std::function<void()> meanwhile) {
+        const std::size_t before = boxes_.boxes.size();
+        // Nothing is destroyed under the clip: what goes meanwhile goes when it has unwound.
+        boxes_.interlude = [meanwhile = std::move(meanwhile)] {
+            const LogCapture during;
+            meanwhile();
+            const std::string lines = during.Text();
+            for (const char* gone :
+                 {"CButton::Dtor", "ClipAction::Dtor", "CExplorer d'tor", "CInspector::Dtor",
+                  "CAddin2003::Dtor", "CAddin2010::Dtor", "CAddinFactory::Dtor"})
+                EXPECT_EQ(lines.find(gone), std::string::npos) << gone;
+        };
+        client_.SetAnswer(0);
+        press();
+        client_.SetAnswer(1);
+        EXPECT_FALSE(boxes_.interlude) << "no box was shown";
+        ASSERT_EQ(boxes_.boxes.size(), before + 1);
+        EXPECT_EQ(boxes_.boxes.back().rfind("Error message:", 0), 0u) << boxes_.boxes.back();
+        EXPECT_EQ(NewDeliveries().size(), 1u) << "one clip, refused";
+    }
+
+    // Every button and tracker made was destroyed once, and no fault was caught on the way.
+    static void ExpectBalanced(const std::string& lines) {
+        EXPECT_EQ(Occurrences(lines, "CButton::Ctor call begin"),
+                  Occurrences(lines, "CButton::Dtor call begin"));
+        EXPECT_EQ(Occurrences(lines, "CExplorer c'tor call begin"),
+                  Occurrences(lines, "CExplorer d'tor call begin"));
+        EXPECT_EQ(Occurrences(lines, "SEH error occurs."), 0);
+    }
+};
+
+TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
+    FakeExplorer inbox;
+    FakeApplication outlook({&inbox}, L"11.0.0.8312");
+    outlook.Activate(inbox);
+    FakeInspector callWindow2(D(*call_.item)), callWindow(D(*call_.item)), callAgain(D(*call_.item));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("inspectors", outlook.inspectors);
+    refs.Watch("inbox", inbox);
+    refs.Watch("callWindow2", callWindow2);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("callAgain", callAgain);
+    for (auto* item : {call_.item.get(), shopping_.item.get()})
+        refs.Watch("item", *item);
+    LogCapture log;
+    ASSERT_EQ(Connect(outlook), S_OK);
+    Open(outlook, callWindow2);
+    Open(outlook, callWindow);
+    FakeBar &toolbar = inbox.commandBars.standard, &tools = inbox.commandBars.tools,
+            &context = inbox.commandBars.context;
+    const auto showContextMenu = [&] {
+        inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    };
+
+    // A second press on any button starts nothing.
+    Select(inbox, {D(*call_.item)});
+    showContextMenu();
+    ASSERT_EQ(context.Shown(), 1u);
+    FailWhile([&] { Click(toolbar.Last()); },
+              [&] {
+                  for (FakeBar* bar : {&toolbar, &tools, &context, &callWindow2.commandBars.standard,
+                                       &callWindow.commandBars.standard})
+                      Click(bar->Last());
+              });
+    EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 5);
+
+    // A new context menu while the old entry's clip runs: that entry goes when the clip is over.
+    FailWhile([&] { Click(context.Last()); },
+              [&] {
+                  Select(inbox, {D(*call_.item)});
+                  showContextMenu();
+                  EXPECT_EQ(context.Shown(), 2u) << "the running entry went under its clip";
+              });
+    EXPECT_EQ(context.Shown(), 1u);
+    Click(context.Last());
+    ExpectDelivered({&call_});
+
+    // The entry holds its clip, with the selection, only until the selection changes; a click
+    // after that clips the selection of that moment.
+    showContextMenu();
+    EXPECT_EQ(inbox.selection.refs, 2);
+    Select(inbox, {D(*shopping_.item)});
+    EXPECT_EQ(inbox.selection.refs, 1);
+    Click(context.Last());
+    ExpectDelivered({&shopping_});
+
+    // The item window closes while its clip runs.
+    FailWhile([&] { Click(callWindow2.commandBars.standard.Last()); },
+              [&] {
+                  callWindow2.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
+                  EXPECT_EQ(callWindow2.commandBars.standard.Shown(), 1u) << "the window's button went";
+              });
+    EXPECT_EQ(callWindow2.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(callWindow2.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+
+    // The explorer closes while a clip from its toolbar runs.
+    Select(inbox, {D(*call_.item)});
+    FailWhile([&] { Click(toolbar.Last()); },
+              [&] {
+                  inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                  EXPECT_EQ(toolbar.Shown(), 1u) << "the explorer's button went";
+              });
+    EXPECT_EQ(toolbar.Shown(), 0u);
+    EXPECT_EQ(tools.Shown(), 0u);
+    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    Click(callWindow.commandBars.standard.Last());
+    ExpectDelivered({&call_});
+
+    // Disconnected while a clip runs: the add-in lets go of everything after it, and connects again.
+    Open(outlook, callAgain);
+    FailWhile([&] { Click(callAgain.commandBars.standard.Last()); },
+              [&] {
+                  EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK);
+                  EXPECT_EQ(callAgain.commandBars.standard.Shown(), 1u) << "the add-in went under its clip";
+              });
+    EXPECT_EQ(callAgain.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents), 0u);
+    ASSERT_EQ(Connect(outlook), S_OK);
+    Select(inbox, {D(*shopping_.item)});
+    Click(toolbar.Last());
+    ExpectDelivered({&shopping_});
+
+    // Outlook shuts down while a clip runs: its last release of the add-in comes before the clip
+    // is over, and the module can unload once it is.
+    Select(inbox, {D(*call_.item)});
+    FailWhile([&] { Click(toolbar.Last()); },
+              [&] {
+                  EXPECT_EQ(connect_->OnBeginShutdown(nullptr), S_OK);
+                  EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+                  callback_.Reset();
+                  EXPECT_GT(connect_.Detach()->Release(), 0u) << "the clip holds the connection";
+                  EXPECT_EQ(Dll().canUnloadNow(), S_FALSE);
+              });
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    refs.ExpectAllReleased();
+    ExpectBalanced(log.Text());
+}
+
+TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
+    FakeExplorer mail;
+    FakeApplication outlook({&mail}, L"14.0.4760.1000");
+    outlook.Activate(mail);
+    FakeInspector callWindow(D(*call_.item));
+    FakeCollection contextSelection;
+    FakeBar contextMenu;
+    FakeRibbonUI ribbon;
+    FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("mail", mail);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("contextSelection", contextSelection);
+    refs.Watch("contextMenu", contextMenu);
+    for (auto* item : {call_.item.get(), shopping_.item.get()})
+        refs.Watch("item", *item);
+    LogCapture log;
+    ASSERT_EQ(Connect(outlook), S_OK);
+    ASSERT_EQ(callback_->OnLoad(&ribbon), S_OK);
+    const auto display = [&](std::vector<IDispatch*> items) {
+        contextSelection.items = std::move(items);
+        outlook.application.Fire(
+            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+    };
+    const auto explorerRibbon = [&] {
+        EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
+    };
+    const auto inspectorRibbon = [&] {
+        EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
+    };
+
+    // A second press on any control starts nothing.
+    Select(mail, {D(*call_.item)});
+    display({D(*call_.item)});
+    FailWhile(explorerRibbon, [&] {
+        explorerRibbon();
+        inspectorRibbon();
+        Click(contextMenu.Last());
+    });
+    EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 3);
+
+    // A new context menu while the entry's clip runs: that entry goes when the clip is over.
+    FailWhile([&] { Click(contextMenu.Last()); },
+              [&] {
+                  display({D(*shopping_.item)});
+                  EXPECT_EQ(contextMenu.Shown(), 2u) << "the running entry went under its clip";
+              });
+    EXPECT_EQ(contextMenu.Shown(), 1u);
+
+    // The menu's close lets go of the entry's clip and selection; a click that Outlook delivers
+    // after the close clips the explorer's selection.
+    EXPECT_GT(contextSelection.refs, 1);
+    outlook.application.Fire(Testing::kIID_ApplicationEvents_11, kContextMenuClose);
+    EXPECT_EQ(contextSelection.refs, 1);
+    Click(contextMenu.Last());
+    ExpectDelivered({&call_});
+
+    // The explorer closes while a clip from its ribbon runs; the item window's button still clips.
+    FailWhile(explorerRibbon, [&] { mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose); });
+    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    inspectorRibbon();
+    ExpectDelivered({&call_});
+
+    // Outlook shuts down while a clip from the item window's ribbon runs.
+    FailWhile(inspectorRibbon, [&] {
+        EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+        callback_.Reset();
+        EXPECT_GT(connect_.Detach()->Release(), 0u) << "the clip holds the connection";
+    });
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
+    refs.ExpectAllReleased();
+    ExpectBalanced(log.Text());
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 // handed.
 #include <windows.h>
 
+#include <atomic>
 #include <future>
 #include <mutex>
 #include <string>
@@ -32,6 +33,8 @@ public:
     ClientWindow& operator=(const ClientWindow&) = delete;
 
     bool Running() const { return window_ != nullptr; }
+    // From now on the window takes (non-zero) or refuses (0) the documents.
+    void SetAnswer(LRESULT copyDataAnswer) { copyDataAnswer_ = copyDataAnswer; }
 
     // What arrived so far; the window keeps running.
     std::vector<Delivery> Deliveries() {
@@ -88,7 +91,7 @@ private:
         return DefWindowProcW(window, message, wParam, lParam);
     }
 
-    LRESULT copyDataAnswer_;
+    std::atomic<LRESULT> copyDataAnswer_;
     UINT ping_ = 0;
     HWND window_ = nullptr;
     std::thread thread_;
