@@ -11,10 +11,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,7 +29,9 @@
 #include "core/Utils.h"
 #include "core/win/ComPtr.h"
 #include "core/win/OleTypes.h"
+#include "html/win/StandInEngine.h"
 #include "support/win/ClientWindow.h"
+#include "support/win/TestWindows.h"
 
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
 
@@ -219,6 +223,12 @@ public:
     std::vector<std::string> boxes;
     std::function<void()> interlude; // run once, at the next box
 
+    // Runs `work` from the next message loop that dispatches this thread's posted messages.
+    void AtNextPump(std::function<void()> work) {
+        pumped_ = std::move(work);
+        ::PostMessageW(courier_, kInterlude, 0, 0);
+    }
+
 private:
     static constexpr UINT kInterlude = WM_APP + 3;
 
@@ -257,10 +267,12 @@ private:
     static LRESULT CALLBACK Deliver(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
         if (message != kInterlude)
             return ::DefWindowProcW(window, message, wParam, lParam);
-        const std::function<void()> interlude = std::move(watcher_->interlude);
-        watcher_->interlude = nullptr;
-        interlude();
-        Close(reinterpret_cast<HWND>(wParam));
+        std::function<void()>& work = wParam ? watcher_->interlude : watcher_->pumped_;
+        const std::function<void()> run = std::move(work);
+        work = nullptr;
+        run();
+        if (wParam)
+            Close(reinterpret_cast<HWND>(wParam));
         return 0;
     }
 
@@ -268,6 +280,7 @@ private:
     std::set<HWND> closed_;
     HHOOK hook_;
     HWND courier_ = nullptr;
+    std::function<void()> pumped_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -562,8 +575,19 @@ protected:
     // `press` starts a clip, which the client refuses; `meanwhile` runs while its box shows.
     void FailWhile(const std::function<void()>& press, std::function<void()> meanwhile) {
         const std::size_t before = boxes_.boxes.size();
-        // Nothing is destroyed under the clip: what goes meanwhile goes when it has unwound.
-        boxes_.interlude = [meanwhile = std::move(meanwhile)] {
+        boxes_.interlude = NothingGoesDuring(std::move(meanwhile));
+        client_.SetAnswer(0);
+        press();
+        client_.SetAnswer(1);
+        EXPECT_FALSE(boxes_.interlude) << "no box was shown";
+        ASSERT_EQ(boxes_.boxes.size(), before + 1);
+        EXPECT_EQ(boxes_.boxes.back().rfind("Error message:", 0), 0u) << boxes_.boxes.back();
+        EXPECT_EQ(NewDeliveries().size(), 1u) << "one clip, refused";
+    }
+
+    // Nothing is destroyed under the clip: what goes meanwhile goes when it has unwound.
+    static std::function<void()> NothingGoesDuring(std::function<void()> meanwhile) {
+        return [meanwhile = std::move(meanwhile)] {
             const LogCapture during;
             meanwhile();
             const std::string lines = during.Text();
@@ -572,13 +596,6 @@ protected:
                   "CAddin2003::Dtor", "CAddin2010::Dtor", "CAddinFactory::Dtor"})
                 EXPECT_EQ(lines.find(gone), std::string::npos) << gone;
         };
-        client_.SetAnswer(0);
-        press();
-        client_.SetAnswer(1);
-        EXPECT_FALSE(boxes_.interlude) << "no box was shown";
-        ASSERT_EQ(boxes_.boxes.size(), before + 1);
-        EXPECT_EQ(boxes_.boxes.back().rfind("Error message:", 0), 0u) << boxes_.boxes.back();
-        EXPECT_EQ(NewDeliveries().size(), 1u) << "one clip, refused";
     }
 
     // Every button and tracker made was destroyed once, and no fault was caught on the way.
@@ -775,6 +792,119 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
     EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
     refs.ExpectAllReleased();
     ExpectBalanced(log.Text());
+}
+
+// While the clip waits for a clipboard that another program holds open, Outlook's work runs from
+// the wait's message loop; once the clipboard is free, the clip goes on and delivers its note.
+TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
+    FakeExplorer inbox;
+    FakeApplication outlook({&inbox}, L"11.0.0.8312");
+    outlook.Activate(inbox);
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("inbox", inbox);
+    refs.Watch("item", *call_.item);
+    LogCapture log;
+    ASSERT_EQ(Connect(outlook), S_OK);
+    FakeBar& toolbar = inbox.commandBars.standard;
+    // Someone to copy from: without a focused window the capture leaves the clipboard alone.
+    const Tessarix::Testing::Window frame(L"EDIT", WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+    ::SetFocus(frame.Get());
+    Tessarix::Testing::ClipboardHolder holder;
+    ASSERT_TRUE(holder.Opened());
+
+    bool ran = false;
+    boxes_.AtNextPump(NothingGoesDuring([&] {
+        ran = true;
+        Click(toolbar.Last());
+        inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+        EXPECT_EQ(toolbar.Shown(), 1u) << "the explorer's button went";
+        holder.Release();
+    }));
+    Select(inbox, {D(*call_.item)});
+    Click(toolbar.Last());
+    ::SetFocus(nullptr);
+    EXPECT_TRUE(ran) << "the clip did not wait for the clipboard";
+    ExpectDelivered({&call_});
+    EXPECT_EQ(toolbar.Shown(), 0u);
+    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+
+    ShutDown();
+    refs.ExpectAllReleased();
+    const std::string lines = log.Text();
+    ExpectNoFailures(lines);
+    ExpectBalanced(lines);
+    EXPECT_EQ(Occurrences(lines, "a clip is running; this press starts no other"), 1);
+}
+
+// While a mail's HTML loads (the stand-in engine keeps it loading until the loader's message loop
+// has run), Outlook's work runs: a second press, a new context menu, the explorer closing and the
+// add-in disconnected. The clip still makes its note, the engine is let go, and a new connection
+// clips again.
+TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
+    namespace StandIn = Tessarix::Testing::StandIn;
+    StandIn::Engine engine;
+    engine.SetCompletion(StandIn::Completion::ByPostedMessage);
+    const auto corpus = [](const std::string& file) {
+        std::ostringstream text;
+        text << std::ifstream(std::string(TX_HTML_CORPUS_DIR) + "/" + file, std::ios::binary).rdbuf();
+        return text.str();
+    };
+    engine.Serve(corpus("outlook-reply.dom"));
+    auto reply = Testing::NewMail(L"Re: lunch", true);
+    reply->Property(L"HTMLBody", VariantValue::Text(AsWide(FromUtf8(corpus("outlook-reply.html")))));
+    FakeExplorer mail;
+    FakeApplication outlook({&mail}, L"14.0.4760.1000");
+    outlook.Activate(mail);
+    FakeInspector callWindow(D(*call_.item));
+    FakeCollection contextSelection;
+    FakeBar contextMenu;
+    FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
+    References refs;
+    refs.Watch("application", outlook.application);
+    refs.Watch("mail", mail);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("contextSelection", contextSelection);
+    refs.Watch("contextMenu", contextMenu);
+    refs.Watch("reply", *reply);
+    LogCapture log;
+    ASSERT_EQ(Connect(outlook), S_OK);
+
+    bool ran = false;
+    boxes_.AtNextPump(NothingGoesDuring([&] {
+        ran = true;
+        EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
+        contextSelection.items = {D(*reply)};
+        outlook.application.Fire(
+            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
+        mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+        EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK);
+        EXPECT_GT(engine.LiveObjects(), 0) << "the mail is not loading";
+    }));
+    Select(mail, {D(*reply)});
+    EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
+    EXPECT_TRUE(ran) << "the load did not run Outlook's messages";
+    const std::vector<Delivery> documents = NewDeliveries();
+    ASSERT_EQ(documents.size(), 1u);
+    const ReceivedDocument document = Parse(documents[0].bytes);
+    ASSERT_EQ(document.notes.size(), 1u);
+    EXPECT_EQ(document.notes[0].title, u"Re: lunch");
+    EXPECT_NE(document.notes[0].content.find(FromUtf8(corpus("outlook-reply.note"))), std::u16string::npos);
+    EXPECT_EQ(engine.LiveObjects(), 0);
+    EXPECT_TRUE(engine.Misuse().empty());
+    EXPECT_EQ(contextMenu.Shown(), 0u);
+    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
+
+    ASSERT_EQ(Connect(outlook), S_OK);
+    EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
+    ExpectDelivered({&call_});
+    ShutDown();
+    refs.ExpectAllReleased();
+    const std::string lines = log.Text();
+    EXPECT_TRUE(boxes_.boxes.empty());
+    ExpectBalanced(lines);
+    EXPECT_EQ(Occurrences(lines, "a clip is running; this press starts no other"), 1);
 }
 
 // ---------------------------------------------------------------------------------------------
