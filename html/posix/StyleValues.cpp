@@ -1,11 +1,10 @@
 #include "html/posix/StyleValues.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <optional>
 #include <vector>
 
 #include "core/Utf.h"
+#include "html/FontSize.h"
 
 namespace Tessarix::Html::Posix {
 namespace {
@@ -79,96 +78,17 @@ constexpr PropertyInfo kInfo[kCssPropertyCount] = {
     {"z-index", false, u"auto"},
 };
 
-bool AllDigits(std::u16string_view s) {
-    if (s.empty())
-        return false;
-    for (const char16_t c : s)
-        if (c < u'0' || c > u'9')
-            return false;
-    return true;
-}
-
-// A number followed by its unit ("8.5pt" gives 8.5 and "pt").
-std::optional<std::pair<double, std::string>> SplitNumber(std::u16string_view value) {
-    const std::string text = ToUtf8(std::u16string(value));
-    std::size_t end = 0;
-    while (end < text.size() && ((text[end] >= '0' && text[end] <= '9') || text[end] == '.'))
-        ++end;
-    if (end == 0 || (end == 1 && text[0] == '.'))
-        return std::nullopt;
-    double number = 0;
-    if (std::sscanf(text.substr(0, end).c_str(), "%lf", &number) != 1)
-        return std::nullopt;
-    return std::make_pair(number, text.substr(end));
-}
-
-// Points of an absolute size; the keywords and HTML size numbers as browsers size them.
-std::optional<double> Points(std::u16string_view value) {
-    static const std::pair<std::u16string_view, double> kKeywords[] = {
-        {u"xx-small", 6.75}, {u"x-small", 7.5}, {u"small", 9.75},  {u"medium", 12},
-        {u"large", 13.5},    {u"x-large", 18},  {u"xx-large", 24}, {u"xxx-large", 36},
-    };
-    for (const auto& [keyword, points] : kKeywords)
-        if (value == keyword)
-            return points;
-    if (AllDigits(value)) {
-        // size=1 is x-small ... size=7 xxx-large.
-        static const double kNumbers[] = {7.5, 7.5, 9.75, 12, 13.5, 18, 24, 36};
-        const int n = value.size() > 1 ? 7 : value[0] - u'0';
-        return kNumbers[std::min(n, 7)];
-    }
-    const auto split = SplitNumber(value);
-    if (!split)
-        return std::nullopt;
-    const auto& [number, unit] = *split;
-    static const std::pair<std::string_view, double> kUnits[] = {
-        {"pt", 1}, {"px", 0.75}, {"in", 72}, {"cm", 72 / 2.54}, {"mm", 72 / 25.4}, {"pc", 12},
-    };
-    for (const auto& [name, factor] : kUnits)
-        if (unit == name)
-            return number * factor;
-    return std::nullopt;
-}
-
-std::u16string PointsText(double points) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f", points);
-    std::string s(text);
-    while (s.back() == '0')
-        s.pop_back();
-    if (s.back() == '.')
-        s.pop_back();
-    return FromUtf8(s + "pt");
-}
-
 } // namespace
 
 std::u16string ComputedFontSize(std::u16string_view value, std::u16string_view parent, bool inherited) {
     if (inherited) {
         // The parent's own HTML size number is a size in points for its descendants.
-        if (AllDigits(value))
-            if (const auto points = Points(value))
-                return PointsText(*points);
+        if (!value.empty() &&
+            std::all_of(value.begin(), value.end(), [](char16_t c) { return c >= u'0' && c <= u'9'; }))
+            return PointsText(*FontSizePoints(value));
         return std::u16string(value);
     }
-    const auto base = Points(parent);
-    if (!base)
-        return std::u16string(value);
-    if (value == u"smaller")
-        return PointsText(*base / 1.2);
-    if (value == u"larger")
-        return PointsText(*base * 1.2);
-    const auto split = SplitNumber(value);
-    if (!split)
-        return std::u16string(value);
-    const auto& [number, unit] = *split;
-    if (unit == "%")
-        return PointsText(*base * number / 100);
-    if (unit == "em")
-        return PointsText(*base * number);
-    if (unit == "ex")
-        return PointsText(*base * number / 2);
-    return std::u16string(value);
+    return ResolveFontSize(value, parent).value_or(std::u16string(value));
 }
 
 std::string_view SourcePropertyName(std::size_t slot) {
