@@ -234,7 +234,6 @@ TEST(LitehtmlDocument, ReportsPresentationalAttributesAsMshtmlDoes) {
     EXPECT_EQ(Css(*doc, fonts[0], CssProperty::FontFamily), "Verdana");
     // What the font holds has the size in points, not the number again.
     EXPECT_EQ(Css(*doc, First(*doc, u"SPAN"), CssProperty::FontSize), "18pt");
-    EXPECT_EQ(Css(*doc, First(*doc, u"I"), CssProperty::FontSize), "18pt");
     EXPECT_EQ(Css(*doc, fonts[2], CssProperty::FontSize), "1");
     EXPECT_EQ(Css(*doc, fonts[3], CssProperty::FontSize), "7");
     const Node table = First(*doc, u"TABLE");
