@@ -31,6 +31,14 @@ struct Parser {
         }
     }
 
+    void SetHtmlFolder(const std::string& folder) {
+        if (!options.htmlFolder.empty())
+            throw UsageError("only one --html may be given");
+        if (folder.empty())
+            throw UsageError("the page folder name is empty");
+        options.htmlFolder = folder;
+    }
+
     void SetSend() {
         if (sawOutput)
             throw UsageError("--send and -o/--output exclude each other");
@@ -40,7 +48,7 @@ struct Parser {
     // A long option without its leading "--"; `inlineValue` is what followed "=".
     void LongOption(std::string_view name, std::optional<std::string> inlineValue,
                     const std::vector<std::string>& arguments, std::size_t& next) {
-        if (name == "output" || name == "pictures-from") {
+        if (name == "output" || name == "pictures-from" || name == "html") {
             if (!inlineValue) {
                 if (next >= arguments.size())
                     throw UsageError("option '--" + std::string(name) + "' needs " +
@@ -49,6 +57,8 @@ struct Parser {
             }
             if (name == "output")
                 SetOutput(*inlineValue);
+            else if (name == "html")
+                SetHtmlFolder(*inlineValue);
             else if (inlineValue->empty())
                 throw UsageError("the picture folder name is empty");
             else
@@ -143,6 +153,8 @@ std::string UsageText() {
            "                     from FOLDER and the folders below it; may be given more than\n"
            "                     once. Without it, no local file is read: an item cannot pull\n"
            "                     the user's files into its note\n"
+           "      --html=FOLDER  also write each note as an HTML page, note-N.html, with its\n"
+           "                     pictures in note-N-files/, into FOLDER: what the note will show\n"
            "  -h, --help         show this help and exit\n"
            "  -V, --version      show the version and exit\n"
            "\n"

@@ -15,6 +15,7 @@ struct Options {
     bool shift = false;
     bool combined = false;
     std::vector<std::string> pictureFolders; // --pictures-from, in the order given
+    std::string htmlFolder;                  // --html: where the note pages go; empty: none
     bool help = false;
     bool version = false;
 };
@@ -26,7 +27,8 @@ public:
 };
 
 // GNU style: options and items in any order, "--" ends the options, "-o FILE", "-oFILE",
-// "--output FILE" and "--output=FILE" (--pictures-from likewise); "-o -" is standard output. --help and
+// "--output FILE" and "--output=FILE" (--pictures-from and --html likewise); "-o -" is standard output.
+// --help and
 // --version need no item. Throws UsageError.
 Options ParseCommandLine(const std::vector<std::string>& arguments);
 

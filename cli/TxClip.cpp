@@ -15,6 +15,7 @@
 #include "actions/MultiItemsNote.h"
 #include "cli/CommandLine.h"
 #include "cli/ItemSelection.h"
+#include "cli/NotePages.h"
 #include "cli/Progress.h"
 #include "core/Exceptions.h"
 #include "core/Format.h"
@@ -184,6 +185,10 @@ public:
             unsupportedSingle_ = notes.size() == 1 && !notes.front();
         }
         phase_ = Phase::Writing;
+        if (!options_.htmlFolder.empty()) {
+            progress_.Stage("writing the note pages");
+            WriteNotePages(notes, options_.htmlFolder);
+        }
         progress_.Stage("writing the document");
         return notes;
     }

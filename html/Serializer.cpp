@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/Exceptions.h"
+#include "html/FontSize.h"
 
 namespace Tessarix::Clipper {
 namespace {
@@ -146,11 +147,20 @@ void NoteContentSerializer::Serialize(const Html::Document& document) {
         Node node;
         std::size_t next;
         std::size_t count;
+        bool element;
     };
     std::vector<Frame> stack;
+    fontSizes_.clear();
     auto enter = [&](Node node) {
-        if (node && Open(node))
-            stack.push_back(Frame{node, 0, document.ChildCount(node)});
+        elementSized_ = false;
+        if (!node || !Open(node))
+            return;
+        const bool element = document.TypeOf(node) == NodeType::Element;
+        if (element)
+            fontSizes_.push_back(elementSized_        ? elementSize_
+                                 : fontSizes_.empty() ? FontSize{u"", u"12pt"}
+                                                      : fontSizes_.back());
+        stack.push_back(Frame{node, 0, document.ChildCount(node), element});
     };
     enter(document.Root());
     while (!stack.empty()) {
@@ -161,6 +171,8 @@ void NoteContentSerializer::Serialize(const Html::Document& document) {
             continue;
         }
         const Node done = top.node;
+        if (top.element)
+            fontSizes_.pop_back();
         stack.pop_back();
         Close(done);
     }
@@ -271,15 +283,15 @@ bool NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
         const auto size = document_->NamedAttribute(element, u"size");
         withFontSize = !(size && size->specified);
     }
+    const std::u16string_view fontSize = FontSizeToWrite(document_->StyleValue(style, CssProperty::FontSize));
     for (std::size_t i = 0; i < Html::kCssPropertyCount; ++i) {
         const auto property = static_cast<CssProperty>(i);
         if (!notBody && (IsBorderProperty(property) || property == CssProperty::Overflow))
             continue;
         if (property == CssProperty::FontSize && !withFontSize)
             continue;
-        std::u16string_view value = document_->StyleValue(style, property);
-        if (property == CssProperty::FontSize)
-            value = Serialization::FontSizeValue(value);
+        const std::u16string_view value =
+            property == CssProperty::FontSize ? fontSize : document_->StyleValue(style, property);
         if (value.empty() || IsAuto(value) || IsScriptStyle(value))
             continue;
         Write(Html::CssPropertyName(property));
@@ -289,6 +301,27 @@ bool NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
     }
     Write(u"\"");
     return true;
+}
+
+std::u16string_view NoteContentSerializer::FontSizeToWrite(std::u16string_view reported) {
+    static const FontSize kRoot{u"", u"12pt"};
+    const FontSize& parent = fontSizes_.empty() ? kRoot : fontSizes_.back();
+    const bool number = !reported.empty() && Serialization::FontSizeValue(reported) != reported;
+    elementSized_ = true;
+    elementSize_.reported.assign(reported);
+    if ((number || Html::IsRelativeFontSize(reported)) && reported == parent.reported) {
+        // Inherited: the size the parent had, not the relative value applied once more.
+        elementSize_.resolved = parent.resolved;
+        fontSizeText_ = parent.resolved;
+    } else if (const auto resolved = Html::ResolveFontSize(reported, parent.resolved)) {
+        elementSize_.resolved = *resolved;
+        fontSizeText_ = *resolved;
+    } else {
+        const auto points = number ? Html::FontSizePoints(reported) : std::nullopt;
+        elementSize_.resolved = points ? Html::PointsText(*points) : std::u16string(reported);
+        fontSizeText_.assign(Serialization::FontSizeValue(reported));
+    }
+    return fontSizeText_;
 }
 
 void NoteContentSerializer::WriteAttributes(Node element, bool styled) {

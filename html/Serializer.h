@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "html/Document.h"
 
@@ -35,6 +36,20 @@ private:
     // Whether a style attribute was written.
     bool WriteStyle(Html::Node element, std::u16string_view name);
     void WriteAttributes(Html::Node element, bool styled);
+    // The font size to write for an element that reports `reported`; remembers it for its children.
+    std::u16string_view FontSizeToWrite(std::u16string_view reported);
+
+    // MSHTML reports a relative font size in the unit it was declared in, on the element that
+    // declared it and on everything that inherits it: each open element's reported and resolved
+    // size, so that the note gives every element the size it had in the mail.
+    struct FontSize {
+        std::u16string reported;
+        std::u16string resolved;
+    };
+    std::vector<FontSize> fontSizes_;
+    FontSize elementSize_;
+    bool elementSized_ = false;
+    std::u16string fontSizeText_;
 
     const Html::Document* document_ = nullptr;
     std::u16string output_;

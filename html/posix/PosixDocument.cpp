@@ -222,6 +222,8 @@ public:
     TreeBuilder(PosixDocument& document, Cascade& cascade) : doc_(document), cascade_(cascade) {}
 
     void CollectStyleSheets(const GumboNode* root);
+    // A document without a standards document type: tables start their text afresh.
+    void SetQuirks(bool quirks) { quirks_ = quirks; }
     void Build(const GumboNode* documentNode);
     void ResolveStyles();
 
@@ -256,6 +258,7 @@ private:
     std::unordered_map<std::string_view, std::u16string_view> upperNames_;
     std::vector<std::pair<std::string_view, std::string_view>> attributeScratch_;
     std::vector<std::pair<const char*, std::string>> hints_;
+    bool quirks_ = false;
 };
 
 std::string_view TreeBuilder::TagOf(const GumboElement& element) {
@@ -481,6 +484,15 @@ void TreeBuilder::Hints(std::string_view tag, const GumboElement& e, const Table
             attr("align", "text-align");
             attr("valign", "vertical-align");
         } else {
+            if (quirks_) {
+                // Browsers' quirks (MSHTML's behaviour, kept by the others): a table does not
+                // inherit the font of the text around it. Below every author rule.
+                hints.emplace_back("font-size", "medium");
+                hints.emplace_back("font-weight", "normal");
+                hints.emplace_back("font-style", "normal");
+                hints.emplace_back("font-variant", "normal");
+                hints.emplace_back("line-height", "normal");
+            }
             int value = 0;
             char sign = 0;
             if (HasAttr(e, "border")) {
@@ -590,6 +602,7 @@ DocumentPtr LoadDocument(const StringUTF8& bytes) {
         Cascade cascade;
         TreeBuilder builder(*document, cascade);
         builder.CollectStyleSheets(output->document);
+        builder.SetQuirks(output->document->v.document.doc_type_quirks_mode == GUMBO_DOCTYPE_QUIRKS);
         cascade.Prepare();
         builder.Build(output->document);
         builder.ResolveStyles();

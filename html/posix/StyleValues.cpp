@@ -1,8 +1,10 @@
 #include "html/posix/StyleValues.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "core/Utf.h"
+#include "html/FontSize.h"
 
 namespace Tessarix::Html::Posix {
 namespace {
@@ -77,6 +79,17 @@ constexpr PropertyInfo kInfo[kCssPropertyCount] = {
 };
 
 } // namespace
+
+std::u16string ComputedFontSize(std::u16string_view value, std::u16string_view parent, bool inherited) {
+    if (inherited) {
+        // The parent's own HTML size number is a size in points for its descendants.
+        if (!value.empty() &&
+            std::all_of(value.begin(), value.end(), [](char16_t c) { return c >= u'0' && c <= u'9'; }))
+            return PointsText(*FontSizePoints(value));
+        return std::u16string(value);
+    }
+    return ResolveFontSize(value, parent).value_or(std::u16string(value));
+}
 
 std::string_view SourcePropertyName(std::size_t slot) {
     if (slot == kBackgroundPositionSlot)

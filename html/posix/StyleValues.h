@@ -53,6 +53,12 @@ std::u16string ComposeSides(std::u16string_view top, std::u16string_view right, 
 // Splits a background-position into its horizontal and vertical parts.
 void SplitBackgroundPosition(std::string_view value, std::u16string& x, std::u16string& y);
 bool IsInheritKeyword(std::string_view value);
+// The font size an element computes, given its reported value and its parent's computed one (the
+// initial size at the root). A relative value (%, em, ex, smaller, larger) becomes points, so that
+// the note does not apply it again on every nested element; an HTML font size number is a
+// size of the element that carries it and reaches its descendants as points. Anything that cannot
+// be resolved stays as it is.
+std::u16string ComputedFontSize(std::u16string_view value, std::u16string_view parent, bool inherited);
 
 template <typename Intern, typename DeclaredValue>
 ComputedStyle ResolveStyle(const DeclaredStyle& declared, const ComputedStyle* parent, Intern&& intern,
@@ -88,6 +94,16 @@ ComputedStyle ResolveStyle(const DeclaredStyle& declared, const ComputedStyle* p
                 break;
             }
         }
+    }
+    {
+        const auto i = static_cast<std::size_t>(CssProperty::FontSize);
+        const std::u16string_view parentSize =
+            parent ? parent->values[i] : InitialValue(CssProperty::FontSize);
+        const std::string* d = declared.values[i];
+        const bool inherited = !d || d->empty() || IsInheritKeyword(*d);
+        const std::u16string size = ComputedFontSize(out.values[i], parentSize, inherited);
+        if (size != out.values[i])
+            out.values[i] = intern(size);
     }
     auto at = [&](CssProperty p) {
         return out.values[static_cast<std::size_t>(p)];

@@ -48,7 +48,9 @@ TEST_F(TxClipTest, HelpVersionAndBadUsageFollowTheUsualConventions) {
          std::vector<std::vector<std::string>>{{},
                                                {"--frobnicate", "a.msg"},
                                                {"a.msg", "-o"},
-                                               {"a.msg", "--pictures-from", (root_ / "none").string()}}) {
+                                               {"a.msg", "--pictures-from", (root_ / "none").string()},
+                                               {"a.msg", "--html="},
+                                               {"a.msg", "--html", "a", "--html", "b"}}) {
         const RunResult bad = Run(arguments);
         ExpectCleanExit(bad);
         EXPECT_EQ(bad.status, 2);
@@ -384,6 +386,35 @@ TEST_F(TxClipTest, ProgressIsShownOnlyOnATerminal) {
 
     const RunResult piped = Run({items[0], items[1], "-o", (out_ / "clip.xml").string()});
     EXPECT_EQ(piped.err, "");
+}
+
+// Each note as a page beside its resources, the pictures linked to their files: the page holds
+// the note's content with only those addresses changed.
+TEST_F(TxClipTest, HtmlWritesEachNoteAsAPageBesideItsResources) {
+    const std::filesystem::path pages = out_ / "pages";
+    const RunResult result = Run({Sample("02-mail-html.msg"), Sample("14-task.msg"), "--html", pages.string(),
+                                  "-o", (out_ / "c.xml").string()});
+    ExpectCleanExit(result);
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto notes = ReadExport(ReadFileBytes(out_ / "c.xml"));
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_EQ(Entries(pages), (std::vector<std::string>{"note-1-files", "note-1.html", "note-2.html"}));
+
+    const ExportNote& mail = notes[0];
+    ASSERT_EQ(mail.resources.size(), 2u);
+    EXPECT_EQ(Entries(pages / "note-1-files"), (std::vector<std::string>{"1.png", "2.bin"}));
+    EXPECT_EQ(ReadFileBytes(pages / "note-1-files/1.png"), mail.resources[0].data);
+    EXPECT_EQ(ReadFileBytes(pages / "note-1-files/2.bin"), mail.resources[1].data);
+    std::string content = mail.content;
+    const std::string cid = " src=\"" + mail.resources[0].sourceUrl + "\"";
+    ASSERT_NE(content.find(cid), std::string::npos);
+    content.replace(content.find(cid), cid.size(), " src=\"note-1-files/1.png\"");
+    const std::string page = ReadFileBytes(pages / "note-1.html");
+    EXPECT_TRUE(page.starts_with("<!DOCTYPE html>\n")) << page;
+    EXPECT_NE(page.find("<title>" + mail.title + "</title>"), std::string::npos);
+    EXPECT_NE(page.find("<body>" + content + "</body>"), std::string::npos);
+    EXPECT_NE(ReadFileBytes(pages / "note-2.html").find("<body>" + notes[1].content + "</body>"),
+              std::string::npos);
 }
 
 } // namespace

@@ -150,6 +150,30 @@ TEST(Serializer, AllDigitFontSizesBecomeKeywordsOfTheTable) {
     EXPECT_EQ(Serialize(doc), "<P style=\"font-size:larger;\"></P><P style=\"\"></P>");
 }
 
+// MSHTML reports a relative size as declared, on the element and on what inherits it: each is
+// written in the points it had, the relative value applied once.
+TEST(Serializer, RelativeFontSizesAreWrittenAsThePointsTheyGave) {
+    auto size = [](const char16_t* value) {
+        return FakeDocument::Styles{{CssProperty::FontSize, value}};
+    };
+    FakeDocument doc;
+    const auto body = doc.Element(doc.Root(), u"BODY", {}, size(u"11pt"));
+    const auto div = doc.Element(body, u"DIV", {}, size(u"80%"));
+    doc.Element(doc.Element(div, u"P", {}, size(u"80%")), u"B", {}, size(u"80%"));
+    doc.Element(div, u"SPAN", {}, size(u"0.5em"));
+    doc.Element(div, u"I", {}, size(u"smaller"));
+    const auto font = doc.Element(body, u"FONT", {{u"size", u"5"}}, size(u"5"));
+    doc.Element(doc.Element(font, u"U", {}, size(u"5")), u"S", {}, size(u"larger"));
+    doc.Element(body, u"EM", {}, size(u"calc(1em)"));
+    EXPECT_EQ(Serialize(doc),
+              "<BODY style=\"font-size:11pt;\"><DIV style=\"font-size:8.8pt;\">"
+              "<P style=\"font-size:8.8pt;\"><B style=\"font-size:8.8pt;\"></B></P>"
+              "<SPAN style=\"font-size:4.4pt;\"></SPAN><I style=\"font-size:7.33pt;\"></I></DIV>"
+              "<FONT style=\"\" size=\"5\"><U style=\"font-size:18pt;\">"
+              "<S style=\"font-size:21.6pt;\"></S></U></FONT>"
+              "<EM style=\"font-size:calc(1em);\"></EM></BODY>");
+}
+
 TEST(Serializer, FontWithSpecifiedSizeGetsNoFontSizeDeclaration) {
     const auto styles = FakeDocument::Styles{{CssProperty::Color, u"red"}, {CssProperty::FontSize, u"3"}};
     FakeDocument doc;

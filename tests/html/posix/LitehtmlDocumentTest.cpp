@@ -209,7 +209,7 @@ TEST(LitehtmlDocument, TakesDefaultsFromTheDefaultStyleSheet) {
         EXPECT_EQ(Css(*doc, First(*doc, name), CssProperty::Display), display) << ToUtf8(name);
     EXPECT_EQ(Css(*doc, First(*doc, u"BODY"), CssProperty::Margin), "15px 10px 15px 10px");
     EXPECT_EQ(Css(*doc, First(*doc, u"B"), CssProperty::FontWeight), "700");
-    EXPECT_EQ(Css(*doc, First(*doc, u"H1"), CssProperty::FontSize), "2em");
+    EXPECT_EQ(Css(*doc, First(*doc, u"H1"), CssProperty::FontSize), "24pt");
     EXPECT_EQ(Css(*doc, First(*doc, u"TD"), CssProperty::Padding), "1px");
     const auto anchors = Elements(*doc, u"A");
     ASSERT_EQ(anchors.size(), 2u);
@@ -232,8 +232,8 @@ TEST(LitehtmlDocument, ReportsPresentationalAttributesAsMshtmlDoes) {
     EXPECT_EQ(Css(*doc, fonts[0], CssProperty::FontSize), "5");
     EXPECT_EQ(Css(*doc, fonts[0], CssProperty::Color), "red");
     EXPECT_EQ(Css(*doc, fonts[0], CssProperty::FontFamily), "Verdana");
-    EXPECT_EQ(Css(*doc, First(*doc, u"SPAN"), CssProperty::FontSize), "5");
-    EXPECT_EQ(Css(*doc, First(*doc, u"I"), CssProperty::FontSize), "5");
+    // What the font holds has the size in points, not the number again.
+    EXPECT_EQ(Css(*doc, First(*doc, u"SPAN"), CssProperty::FontSize), "18pt");
     EXPECT_EQ(Css(*doc, fonts[2], CssProperty::FontSize), "1");
     EXPECT_EQ(Css(*doc, fonts[3], CssProperty::FontSize), "7");
     const Node table = First(*doc, u"TABLE");
@@ -247,6 +247,32 @@ TEST(LitehtmlDocument, ReportsPresentationalAttributesAsMshtmlDoes) {
     EXPECT_EQ(Css(*doc, First(*doc, u"TR"), CssProperty::VerticalAlign), "top");
     EXPECT_EQ(Css(*doc, First(*doc, u"P"), CssProperty::TextAlign), "center");
     EXPECT_EQ(Css(*doc, First(*doc, u"IMG"), CssProperty::Float), "left");
+}
+
+// A relative size applies once, where it is declared; what inherits it has the points it gave.
+TEST(LitehtmlDocument, ResolvesRelativeFontSizesOnceWhereDeclared) {
+    const auto doc = Load("<style>.s{font-size:80%}</style><body style='font-size:10pt'>"
+                          "<div class=s><p><b>a</b></p><div class=s><i>b</i></div></div>"
+                          "<span style='font-size:1.5em'><u style='font-size:smaller'>c</u></span>"
+                          "<font size=2><em style='font-size:2ex'>d</em></font>"
+                          "<tt style='font-size:13px'><s style='font-size:larger'>e</s></tt>"
+                          "<q style='font-size:x-small'><kbd>f</kbd><code style='font-size:150%'>g</code></q>"
+                          "<small style='font-size:calc(1em + 2px)'>h</small></body>");
+    const std::pair<const char16_t*, const char*> sizes[] = {
+        {u"DIV", "8pt"},
+        {u"P", "8pt"},
+        {u"B", "8pt"},
+        {u"I", "6.4pt"},
+        {u"SPAN", "15pt"},
+        {u"U", "12.5pt"},
+        {u"EM", "9.75pt"},
+        {u"S", "11.7pt"},
+        {u"KBD", "x-small"},
+        {u"CODE", "11.25pt"},
+        {u"SMALL", "calc(1em + 2px)"},
+    };
+    for (const auto& [name, size] : sizes)
+        EXPECT_EQ(Css(*doc, First(*doc, name), CssProperty::FontSize), size) << ToUtf8(name);
 }
 
 TEST(LitehtmlDocument, ComposesShorthandsAndSplitsBackgroundPosition) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -144,6 +145,7 @@ TEST(Pipeline, AMailsMarkupStaysInertWhenTheNoteIsReadBack) {
     EXPECT_NE(note.find("font-family:&quot;Calibri&quot;,sans-serif;font-size:7.5pt;"), std::string::npos);
 }
 
+// The table's relative "larger" (size 5) stays on the font alone: what it holds gets its points.
 TEST(Pipeline, FontSizesGoThroughTheTable) {
     const std::string html =
         "<body><font size=3>a</font><font size=5><span>b</span></font>"
@@ -155,8 +157,34 @@ TEST(Pipeline, FontSizesGoThroughTheTable) {
     };
     EXPECT_EQ(Serialize(html),
               Body("<FONT style=\"" + font + "\" size=\"3\">a</FONT>" + "<FONT style=\"" + font +
-                   "\" size=\"5\">" + span("larger") + "b</SPAN></FONT>" + span("small") + "c</SPAN>" +
+                   "\" size=\"5\">" + span("18pt") + "b</SPAN></FONT>" + span("small") + "c</SPAN>" +
                    span("small") + "d</SPAN>" + span("10pt") + "e</SPAN>" + span("x-small") + "f</SPAN>"));
+}
+
+// Pictures outside `images` are no resources and are named in the log (corpus inputs).
+TEST(Pipeline, PicturesOfButtonsAndVmlAreLeftOutAndNamed) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"outlook-vml-picture",
+         {"Info: Picture left out of the note: cid:image002.png@01D8AB12.3C4D5E60 (V:IMAGEDATA)"}},
+        {"forms-and-controls",
+         {"Info: Picture left out of the note: http://survey.example.com/submit-button.png (INPUT)"}},
+        {"pictures", {"Info: Picture left out of the note: http://www.example.com/images/go.png (INPUT)"}},
+        {"outlook-reply", {}},
+    };
+    for (const auto& [name, expected] : cases) {
+        std::ostringstream html;
+        html << std::ifstream(std::string(TX_HTML_CORPUS_DIR "/") + name + ".html", std::ios::binary).rdbuf();
+        Notes::ResourceList resources;
+        std::vector<std::u16string> unresolved;
+        Testing::ItemLog log;
+        Global::MakeCleanContent(FromUtf8(html.str()), resources, unresolved);
+        std::vector<std::string> lines;
+        for (const auto& line : log.Lines())
+            if (line.find("left out") != std::string::npos)
+                lines.push_back(line);
+        EXPECT_EQ(lines, expected) << name;
+        EXPECT_TRUE(resources.empty()) << name;
+    }
 }
 
 class PipelineLimit : public testing::Test {
