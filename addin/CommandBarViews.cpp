@@ -1,5 +1,6 @@
 #include "addin/CommandBarViews.h"
 
+#include "actions/ClipGate.h"
 #include "addin/Buttons.h"
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
@@ -18,7 +19,8 @@ constexpr DISPID kCommandBarsUpdate = 1;
 constexpr DISPID kItemContextMenuDisplay = 0xFB41;
 constexpr DISPID kContextMenuClose = 0xFBA6; // ApplicationEvents_11, Outlook 2007 and later
 constexpr DISPID kSelectionChange = 0xF007;  // ExplorerEvents_10
-constexpr std::int32_t kControlPopup = 10;   // msoControlPopup
+constexpr DISPID kExplorerClose = 0xF008;
+constexpr std::int32_t kControlPopup = 10; // msoControlPopup
 constexpr std::int32_t kToolsMenuId = 30007;
 
 using Dispatch::Arg;
@@ -182,18 +184,18 @@ void CContextMenuEntry::Attach(std::shared_ptr<CButton> button, std::shared_ptr<
 }
 
 void CContextMenuEntry::Drop() {
-    // The button first: it runs this entry.
-    m_button.reset();
+    // The button first: it runs this entry. During a clip both go when it has unwound.
+    ClipGate::Release(std::move(m_button));
     ReleaseClip();
 }
 
 void CContextMenuEntry::ReleaseClip() {
-    m_action.reset();
+    ClipGate::Release(std::move(m_action));
     m_selectionEvents.Disconnect();
 }
 
 void CContextMenuEntry::OnEvent(DISPID id, DISPPARAMS*) {
-    if (id == kSelectionChange)
+    if (id == kSelectionChange || id == kExplorerClose)
         ReleaseClip();
 }
 

@@ -57,7 +57,8 @@ private:
 // The Tessarix entry of a context menu: its button and the clip of the selection the menu was shown
 // for. The clip, and with it the selected items, is let go when the menu closes (Outlook 2007 and
 // later say when) or when the explorer's selection changes, whichever comes first; a click that
-// Outlook delivers after that clips the explorer's selection of that moment.
+// Outlook delivers after that clips the explorer's selection of that moment. The explorer closing
+// lets go of the clip too.
 class CContextMenuEntry final : public IAction,
                                 public std::enable_shared_from_this<CContextMenuEntry>,
                                 private IEventHandler {

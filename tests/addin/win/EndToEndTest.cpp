@@ -223,10 +223,12 @@ public:
     std::vector<std::string> boxes;
     std::function<void()> interlude; // run once, at the next box
 
-    // Runs `work` from the next message loop that dispatches this thread's posted messages.
+    // Runs `work` from the next message loop that dispatches this thread's posted messages; null
+    // forgets work that no loop ran.
     void AtNextPump(std::function<void()> work) {
         pumped_ = std::move(work);
-        ::PostMessageW(courier_, kInterlude, 0, 0);
+        if (pumped_)
+            ::PostMessageW(courier_, kInterlude, 0, 0);
     }
 
 private:
@@ -270,7 +272,8 @@ private:
         std::function<void()>& work = wParam ? watcher_->interlude : watcher_->pumped_;
         const std::function<void()> run = std::move(work);
         work = nullptr;
-        run();
+        if (run)
+            run();
         if (wParam)
             Close(reinterpret_cast<HWND>(wParam));
         return 0;
@@ -598,6 +601,42 @@ protected:
         };
     }
 
+    // `press` starts a clip whose first message loop runs `meanwhile`.
+    void WhileAtNextPump(const std::function<void()>& press, std::function<void()> meanwhile) {
+        bool ran = false;
+        boxes_.AtNextPump(NothingGoesDuring([&ran, meanwhile = std::move(meanwhile)] {
+            ran = true;
+            meanwhile();
+        }));
+        press();
+        EXPECT_TRUE(ran) << "the clip ran no message loop";
+        boxes_.AtNextPump(nullptr);
+    }
+
+    // `press` starts a clip that waits for a clipboard another program holds open; `meanwhile`
+    // runs from the wait's message loop, and then the clipboard is let go.
+    void WhileClipboardHeld(const std::function<void()>& press, std::function<void()> meanwhile) {
+        // Someone to copy from: without a focused window the capture leaves the clipboard alone.
+        const Tessarix::Testing::Window frame(L"EDIT", WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+        ::SetFocus(frame.Get());
+        Tessarix::Testing::ClipboardHolder holder;
+        ASSERT_TRUE(holder.Opened());
+        WhileAtNextPump(press, [&holder, meanwhile = std::move(meanwhile)] {
+            meanwhile();
+            holder.Release();
+        });
+        ::SetFocus(nullptr);
+    }
+
+    // Outlook's shutdown, its last release of the add-in included, while a clip runs.
+    void ShutDownUnderTheClip() {
+        EXPECT_EQ(connect_->OnBeginShutdown(nullptr), S_OK);
+        EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
+        callback_.Reset();
+        EXPECT_GT(connect_.Detach()->Release(), 0u) << "the clip holds the connection";
+        EXPECT_EQ(Dll().canUnloadNow(), S_FALSE);
+    }
+
     // Every button and tracker made was destroyed once, and no fault was caught on the way.
     static void ExpectBalanced(const std::string& lines) {
         EXPECT_EQ(Occurrences(lines, "CButton::Ctor call begin"),
@@ -704,14 +743,7 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     // Outlook shuts down while a clip runs: its last release of the add-in comes before the clip
     // is over, and the module can unload once it is.
     Select(inbox, {D(*call_.item)});
-    FailWhile([&] { Click(toolbar.Last()); },
-              [&] {
-                  EXPECT_EQ(connect_->OnBeginShutdown(nullptr), S_OK);
-                  EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
-                  callback_.Reset();
-                  EXPECT_GT(connect_.Detach()->Release(), 0u) << "the clip holds the connection";
-                  EXPECT_EQ(Dll().canUnloadNow(), S_FALSE);
-              });
+    FailWhile([&] { Click(toolbar.Last()); }, [&] { ShutDownUnderTheClip(); });
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
     refs.ExpectAllReleased();
     ExpectBalanced(log.Text());
@@ -783,11 +815,7 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
     ExpectDelivered({&call_});
 
     // Outlook shuts down while a clip from the item window's ribbon runs.
-    FailWhile(inspectorRibbon, [&] {
-        EXPECT_EQ(connect_->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
-        callback_.Reset();
-        EXPECT_GT(connect_.Detach()->Release(), 0u) << "the clip holds the connection";
-    });
+    FailWhile(inspectorRibbon, [&] { ShutDownUnderTheClip(); });
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
     EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
     refs.ExpectAllReleased();
@@ -797,50 +825,67 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
 // While the clip waits for a clipboard that another program holds open, Outlook's work runs from
 // the wait's message loop; once the clipboard is free, the clip goes on and delivers its note.
 TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
-    FakeExplorer inbox;
-    FakeApplication outlook({&inbox}, L"11.0.0.8312");
+    FakeExplorer inbox, notes;
+    FakeApplication outlook({&inbox, &notes}, L"11.0.0.8312");
     outlook.Activate(inbox);
+    FakeInspector callWindow(D(*call_.item)), shoppingWindow(D(*shopping_.item));
     References refs;
     refs.Watch("application", outlook.application);
+    refs.Watch("inspectors", outlook.inspectors);
     refs.Watch("inbox", inbox);
-    refs.Watch("item", *call_.item);
+    refs.Watch("notes", notes);
+    refs.Watch("callWindow", callWindow);
+    refs.Watch("shoppingWindow", shoppingWindow);
+    for (auto* item : {call_.item.get(), shopping_.item.get()})
+        refs.Watch("item", *item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
-    FakeBar& toolbar = inbox.commandBars.standard;
-    // Someone to copy from: without a focused window the capture leaves the clipboard alone.
-    const Tessarix::Testing::Window frame(L"EDIT", WS_OVERLAPPEDWINDOW | WS_VISIBLE);
-    ::SetFocus(frame.Get());
-    Tessarix::Testing::ClipboardHolder holder;
-    ASSERT_TRUE(holder.Opened());
+    Open(outlook, callWindow);
+    Open(outlook, shoppingWindow);
+    Select(inbox, {D(*shopping_.item)});
+    inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
 
-    bool ran = false;
-    boxes_.AtNextPump(NothingGoesDuring([&] {
-        ran = true;
-        Click(toolbar.Last());
-        inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
-        EXPECT_EQ(toolbar.Shown(), 1u) << "the explorer's button went";
-        holder.Release();
-    }));
-    Select(inbox, {D(*call_.item)});
-    Click(toolbar.Last());
-    ::SetFocus(nullptr);
-    EXPECT_TRUE(ran) << "the clip did not wait for the clipboard";
+    // From an item window's button: a press on every kind of button, a new context menu, the
+    // window and the explorer closing.
+    WhileClipboardHeld([&] { Click(callWindow.commandBars.standard.Last()); },
+                       [&] {
+                           for (FakeBar* bar :
+                                {&inbox.commandBars.standard, &inbox.commandBars.tools,
+                                 &inbox.commandBars.context, &shoppingWindow.commandBars.standard})
+                               Click(bar->Last());
+                           inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+                           callWindow.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
+                           inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                       });
     ExpectDelivered({&call_});
-    EXPECT_EQ(toolbar.Shown(), 0u);
+    EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 4);
+    EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
+    EXPECT_EQ(inbox.commandBars.standard.Shown() + inbox.commandBars.context.Shown(), 0u);
     EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
 
-    ShutDown();
+    // From the other explorer's context menu: the add-in disconnected.
+    outlook.Activate(notes);
+    Select(notes, {D(*shopping_.item)});
+    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    WhileClipboardHeld([&] { Click(notes.commandBars.context.Last()); },
+                       [&] { EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK); });
+    ExpectDelivered({&shopping_});
+    EXPECT_EQ(notes.commandBars.context.Shown() + shoppingWindow.commandBars.standard.Shown(), 0u);
+
+    // Connected again, from the toolbar: Outlook shuts down.
+    ASSERT_EQ(Connect(outlook), S_OK);
+    Select(notes, {D(*call_.item)});
+    WhileClipboardHeld([&] { Click(notes.commandBars.standard.Last()); }, [&] { ShutDownUnderTheClip(); });
+    ExpectDelivered({&call_});
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK);
     refs.ExpectAllReleased();
     const std::string lines = log.Text();
     ExpectNoFailures(lines);
     ExpectBalanced(lines);
-    EXPECT_EQ(Occurrences(lines, "a clip is running; this press starts no other"), 1);
 }
 
 // While a mail's HTML loads (the stand-in engine keeps it loading until the loader's message loop
-// has run), Outlook's work runs: a second press, a new context menu, the explorer closing and the
-// add-in disconnected. The clip still makes its note, the engine is let go, and a new connection
-// clips again.
+// has run), Outlook's work runs. The clip still makes its note, and the engine is let go.
 TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
     namespace StandIn = Tessarix::Testing::StandIn;
     StandIn::Engine engine;
@@ -853,58 +898,84 @@ TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
     engine.Serve(corpus("outlook-reply.dom"));
     auto reply = Testing::NewMail(L"Re: lunch", true);
     reply->Property(L"HTMLBody", VariantValue::Text(AsWide(FromUtf8(corpus("outlook-reply.html")))));
-    FakeExplorer mail;
+    FakeExplorer mail, later;
     FakeApplication outlook({&mail}, L"14.0.4760.1000");
     outlook.Activate(mail);
-    FakeInspector callWindow(D(*call_.item));
+    FakeInspector replyWindow(D(*reply)), callWindow(D(*call_.item));
     FakeCollection contextSelection;
     FakeBar contextMenu;
-    FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
+    FakeRibbonControl inMail(D(mail.explorer)), inLater(D(later.explorer)), inReply(D(replyWindow.inspector)),
+        inCall(D(callWindow.inspector));
     References refs;
     refs.Watch("application", outlook.application);
     refs.Watch("mail", mail);
+    refs.Watch("later", later);
+    refs.Watch("replyWindow", replyWindow);
     refs.Watch("callWindow", callWindow);
     refs.Watch("contextSelection", contextSelection);
     refs.Watch("contextMenu", contextMenu);
     refs.Watch("reply", *reply);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
-
-    bool ran = false;
-    boxes_.AtNextPump(NothingGoesDuring([&] {
-        ran = true;
-        EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
+    const auto display = [&] {
         contextSelection.items = {D(*reply)};
         outlook.application.Fire(
             Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
             {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
-        mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
-        EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK);
-        EXPECT_GT(engine.LiveObjects(), 0) << "the mail is not loading";
-    }));
+    };
+    const auto ribbon = [&](FakeRibbonControl& control) {
+        EXPECT_EQ(callback_->OnClick(&control), S_OK);
+    };
+    // The reply's note holds the note that the corpus expects of its HTML.
+    const auto expectReply = [&] {
+        const std::vector<Delivery> documents = NewDeliveries();
+        ASSERT_EQ(documents.size(), 1u);
+        const ReceivedDocument document = Parse(documents[0].bytes);
+        ASSERT_EQ(document.notes.size(), 1u);
+        EXPECT_EQ(document.notes[0].title, u"Re: lunch");
+        EXPECT_NE(document.notes[0].content.find(FromUtf8(corpus("outlook-reply.note"))),
+                  std::u16string::npos);
+        EXPECT_EQ(engine.LiveObjects(), 0);
+    };
+    const auto whileLoading = [&](const std::function<void()>& press, std::function<void()> meanwhile) {
+        WhileAtNextPump(press, [&engine, meanwhile = std::move(meanwhile)] {
+            EXPECT_GT(engine.LiveObjects(), 0) << "the mail is not loading";
+            meanwhile();
+        });
+    };
+
+    // From the explorer's ribbon: a press on every control, a new context menu, the explorer closing.
     Select(mail, {D(*reply)});
-    EXPECT_EQ(callback_->OnClick(&inExplorer), S_OK);
-    EXPECT_TRUE(ran) << "the load did not run Outlook's messages";
-    const std::vector<Delivery> documents = NewDeliveries();
-    ASSERT_EQ(documents.size(), 1u);
-    const ReceivedDocument document = Parse(documents[0].bytes);
-    ASSERT_EQ(document.notes.size(), 1u);
-    EXPECT_EQ(document.notes[0].title, u"Re: lunch");
-    EXPECT_NE(document.notes[0].content.find(FromUtf8(corpus("outlook-reply.note"))), std::u16string::npos);
-    EXPECT_EQ(engine.LiveObjects(), 0);
-    EXPECT_TRUE(engine.Misuse().empty());
+    display();
+    whileLoading([&] { ribbon(inMail); },
+                 [&] {
+                     ribbon(inMail);
+                     ribbon(inCall);
+                     Click(contextMenu.Last());
+                     display();
+                     EXPECT_EQ(contextMenu.Shown(), 2u) << "the old entry went under the clip";
+                     mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                 });
+    expectReply();
+    EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 3);
+    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+
+    // From the context menu: the add-in disconnected.
+    whileLoading([&] { Click(contextMenu.Last()); },
+                 [&] { EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK); });
+    expectReply();
     EXPECT_EQ(contextMenu.Shown(), 0u);
     EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
 
+    // Connected again, from an item window's ribbon: Outlook shuts down.
     ASSERT_EQ(Connect(outlook), S_OK);
-    EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
-    ExpectDelivered({&call_});
-    ShutDown();
+    whileLoading([&] { ribbon(inReply); }, [&] { ShutDownUnderTheClip(); });
+    expectReply();
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+    EXPECT_TRUE(engine.Misuse().empty());
     refs.ExpectAllReleased();
-    const std::string lines = log.Text();
     EXPECT_TRUE(boxes_.boxes.empty());
-    ExpectBalanced(lines);
-    EXPECT_EQ(Occurrences(lines, "a clip is running; this press starts no other"), 1);
+    ExpectBalanced(log.Text());
 }
 
 // ---------------------------------------------------------------------------------------------
