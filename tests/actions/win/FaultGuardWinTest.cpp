@@ -22,6 +22,7 @@
 #include "core/win/AutomationWin.h"
 #include "html/win/ClipboardSnapshot.h"
 #include "notes/ExportDocument.h"
+#include "support/win/ForeignFault.h"
 
 namespace Tessarix::Testing {
 namespace {
@@ -192,45 +193,6 @@ TEST_F(ClipFault, FaultWhileReportingIsCaughtToo) {
 // ---------------------------------------------------------------------------------------------
 // Whose fault: the add-in's guard takes its own; Outlook's handler gets the rest.
 
-// Runs `body` as Outlook calls the add-in: under a handler of Outlook's own that takes whatever
-// reaches it. Returns the code it took.
-std::optional<std::uint32_t> UnderOutlooksHandler(const std::function<void()>& body) {
-    return RunFaultGuarded([](void* f) { (*static_cast<const std::function<void()>*>(f))(); },
-                           const_cast<std::function<void()>*>(&body), [](std::uint32_t) { return true; });
-}
-
-// A window of this thread, as Outlook's windows are, whose procedure faults on `faultOn`.
-class FaultingWindow {
-public:
-    explicit FaultingWindow(UINT faultOn) {
-        static const ATOM windowClass = [] {
-            WNDCLASSW type{};
-            type.lpfnWndProc = &Procedure;
-            type.hInstance = GetModuleHandleW(nullptr);
-            type.lpszClassName = L"TessarixTestFaultingWindow";
-            return RegisterClassW(&type);
-        }();
-        window_ = CreateWindowExW(0, MAKEINTATOM(windowClass), L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr,
-                                  GetModuleHandleW(nullptr), nullptr);
-        SetWindowLongPtrW(window_, GWLP_USERDATA, faultOn);
-    }
-    ~FaultingWindow() { DestroyWindow(window_); }
-    FaultingWindow(const FaultingWindow&) = delete;
-    FaultingWindow& operator=(const FaultingWindow&) = delete;
-
-    HWND Get() const { return window_; }
-
-private:
-    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        if (message == static_cast<UINT>(GetWindowLongPtrW(window, GWLP_USERDATA)))
-            WriteThroughNull(nullptr);
-        return DefWindowProcW(window, message, wParam, lParam);
-    }
-    HWND window_;
-};
-
-constexpr UINT kFaultMessage = WM_APP + 21;
-
 // Another program's window holding the clipboard open, on a thread of its own, until the end.
 class ClipboardHeldElsewhere {
 public:
@@ -326,7 +288,6 @@ std::string OriginName(const ::testing::TestParamInfo<Origin>& origin) {
 }
 
 const Origin kOrigins[] = {
-    {"OurOwnCode", [] { WriteThroughNull(nullptr); }, true},
     {"OurCodeAfterACallIntoOutlookReturned",
      [] {
          ScriptedOutlookObject item([] {});
@@ -378,9 +339,9 @@ TEST_P(WhoseFault, OursIsReportedAndSwallowedOthersReachOutlooksHandler) {
         std::optional<ClipboardHeldElsewhere> held;
         if (origin.setting == Setting::ClipboardHeldAndAMessageWaiting)
             held.emplace();
-        const FaultingWindow window(kFaultMessage);
+        const FaultingWindow window;
         if (origin.setting != Setting::None)
-            PostMessageW(window.Get(), kFaultMessage, 0, 0);
+            window.PostFault();
         ScriptedAction action(
             [&]() -> Notes::NoteList {
                 origin.duringGetNotes();
