@@ -8,6 +8,7 @@
 
 #include "addin/ComModule.h"
 #include "addin/Connect.h"
+#include "addin/Module.h"
 #include "addin/Registrar.h"
 #include "addin/TessarixOL.h"
 
@@ -56,6 +57,9 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* out) {
     *out = nullptr;
     if (!IsEqualCLSID(clsid, __uuidof(Connect)))
         return CLASS_E_CLASSNOTAVAILABLE;
+    // Outlook's first request, before it has anything of ours.
+    if (const HRESULT started = StartModule(); FAILED(started))
+        return started;
     return g_connectFactory.Get(iid, out);
 }
 
@@ -63,11 +67,16 @@ STDAPI DllCanUnloadNow() {
     return ModuleLockCount() == 0 ? S_OK : S_FALSE;
 }
 
+// Registration logs its failures, so it starts the module too.
 STDAPI DllRegisterServer() {
+    if (const HRESULT started = StartModule(); FAILED(started))
+        return started;
     return RegisterServer(RegistrationScope::Machine);
 }
 
 STDAPI DllUnregisterServer() {
+    if (const HRESULT started = StartModule(); FAILED(started))
+        return started;
     return UnregisterServer(RegistrationScope::Machine);
 }
 
@@ -81,6 +90,8 @@ STDAPI DllInstall(BOOL install, LPCWSTR commandLine) {
             return E_INVALIDARG;
         }
     }
+    if (const HRESULT started = StartModule(); FAILED(started))
+        return started;
     return install ? RegisterServer(scope) : UnregisterServer(scope);
 }
 

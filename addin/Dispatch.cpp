@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "core/Exceptions.h"
+#include "core/ForeignCode.h"
 
 namespace Tessarix::Addin::Dispatch {
 namespace {
@@ -17,7 +18,13 @@ DISPID IdOf(IDispatch* object, const wchar_t* name) {
         throw kE_POINTER;
     DISPID id = DISPID_UNKNOWN;
     LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
-    ThrowIfHrFailed(object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_SYSTEM_DEFAULT, &id));
+    HRESULT hr;
+    {
+        // Outlook's and Office's objects run their own code.
+        const ForeignCodeScope host;
+        hr = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_SYSTEM_DEFAULT, &id);
+    }
+    ThrowIfHrFailed(hr);
     return id;
 }
 
@@ -36,8 +43,12 @@ void Invoke(IDispatch* object, const wchar_t* name, WORD flags, std::initializer
         params.rgdispidNamedArgs = &putId;
         params.cNamedArgs = 1;
     }
-    ThrowIfHrFailed(
-        object->Invoke(id, IID_NULL, LOCALE_SYSTEM_DEFAULT, flags, &params, result, nullptr, nullptr));
+    HRESULT hr;
+    {
+        const ForeignCodeScope host;
+        hr = object->Invoke(id, IID_NULL, LOCALE_SYSTEM_DEFAULT, flags, &params, result, nullptr, nullptr);
+    }
+    ThrowIfHrFailed(hr);
 }
 
 Win::ComPtr<IDispatch> ObjectOf(Win::Variant& value) {

@@ -1,7 +1,13 @@
-// The add-in module's process attach: before Outlook creates anything, the satellite texts are
-// loaded, the log is pointed at its files and the hand-off's ping message is registered.
+// The add-in module's process attach only notes the module: loading the satellite, the log's
+// known-folder lookup and registering a window message are calls that Microsoft's "Dynamic-Link
+// Library Best Practices" rules out under the loader lock. They run on first use instead, before
+// Outlook gets anything from the module (docs/localisation.md, "Start-up").
 #include "addin/Module.h"
 
+#include <atomic>
+#include <new>
+
+#include "addin/ComModule.h"
 #include "core/Log.h"
 #include "core/win/LocalizedStringsWin.h"
 #include "notes/win/TxClipperSDKWin.h"
@@ -10,16 +16,7 @@ namespace Tessarix::Addin {
 namespace {
 
 HINSTANCE moduleInstance = nullptr;
-
-void OnProcessAttach(HINSTANCE instance) {
-    moduleInstance = instance;
-    // A missing satellite only leaves the texts empty.
-    LoadSatelliteModule(instance);
-    Logger& log = Logger::Instance();
-    if (!log.HasFileNamePattern())
-        log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
-    Notes::RegisterPingMessage();
-}
+std::atomic<bool> started{false};
 
 } // namespace
 
@@ -27,17 +24,34 @@ HINSTANCE ModuleInstance() {
     return moduleInstance;
 }
 
+HRESULT StartModule() noexcept {
+    if (started.load(std::memory_order_acquire))
+        return S_OK;
+    try {
+        CriticalSection::Guard guard(ModuleCriticalSection());
+        if (started.load(std::memory_order_relaxed))
+            return S_OK;
+        // A missing satellite only leaves the texts empty.
+        LoadSatelliteModule(moduleInstance);
+        Logger& log = Logger::Instance();
+        if (!log.HasFileNamePattern())
+            log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
+        Notes::RegisterPingMessage();
+        started.store(true, std::memory_order_release);
+        return S_OK;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
 } // namespace Tessarix::Addin
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
-    if (reason != DLL_PROCESS_ATTACH)
-        return TRUE;
-    ::DisableThreadLibraryCalls(instance);
-    try {
-        Tessarix::Addin::OnProcessAttach(instance);
-        return TRUE;
-    } catch (...) {
-        // Out of memory before anything ran: refuse to load rather than run half set up.
-        return FALSE;
+    if (reason == DLL_PROCESS_ATTACH) {
+        Tessarix::Addin::moduleInstance = instance;
+        ::DisableThreadLibraryCalls(instance);
     }
+    return TRUE;
 }

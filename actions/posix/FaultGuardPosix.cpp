@@ -4,7 +4,7 @@
 
 namespace Tessarix {
 
-std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context) {
+std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context, FaultFilter) {
     fn(context);
     return std::nullopt;
 }

@@ -1,11 +1,12 @@
 // A structured-exception guard for GCC, which has no __try/__except. The guarded call runs inside
 // a frame that carries its own exception handler, so the handler sees exactly what a __except at
-// that frame would: faults that no inner frame handled. It then unwinds the stack to that frame
-// (inner __finally blocks of system code run; GCC's C++ frames ignore foreign exceptions) and
-// the frame returns the exception code. C++ exceptions (GCC's own codes) are passed on.
+// that frame would: faults that no inner frame handled. When the frame's filter takes the fault,
+// it unwinds the stack to that frame (inner __finally blocks of system code run; GCC's C++ frames
+// ignore foreign exceptions) and the frame returns the exception code; otherwise the search goes
+// on outside. C++ exceptions (GCC's own codes) are passed on.
 #include <windows.h>
 
-#include <malloc.h>
+#include <cstddef>
 
 #include "actions/FaultGuard.h"
 
@@ -23,10 +24,7 @@ constexpr std::uint64_t kFaulted = std::uint64_t{1} << 32;
 std::optional<std::uint32_t> Outcome(std::uint64_t result) {
     if (!(result & kFaulted))
         return std::nullopt;
-    const auto code = static_cast<std::uint32_t>(result);
-    if (code == EXCEPTION_STACK_OVERFLOW)
-        _resetstkoflw(); // re-arm the guard page
-    return code;
+    return static_cast<std::uint32_t>(result);
 }
 
 } // namespace
@@ -35,10 +33,12 @@ std::optional<std::uint32_t> Outcome(std::uint64_t result) {
 #if defined(__x86_64__)
 
 // x64: handlers are found through the unwind information of each frame. TxGuardedCall's names
-// TxFaultGuardHandler; after the unwind, control lands on TxFaultGuardLanding with the frame's
-// stack and RAX holding the value handed to RtlUnwindEx.
+// TxFaultGuardHandler and keeps the filter in its frame, kFilterSlot bytes above the establisher
+// frame (the stack pointer after its prologue, above the callee's 32-byte home area); after the
+// unwind, control lands on TxFaultGuardLanding with the frame's stack and RAX holding the value
+// handed to RtlUnwindEx.
 extern "C" {
-std::uint64_t TxGuardedCall(Tessarix::GuardedFunction fn, void* context);
+std::uint64_t TxGuardedCall(Tessarix::GuardedFunction fn, void* context, Tessarix::FaultFilter takes);
 EXCEPTION_DISPOSITION TxFaultGuardHandler(EXCEPTION_RECORD* record, void* establisherFrame, CONTEXT* context,
                                           DISPATCHER_CONTEXT* dispatcher);
 extern char TxFaultGuardLanding[];
@@ -53,17 +53,18 @@ asm(R"(
 TxGuardedCall:
     pushq %rbp
     .seh_pushreg %rbp
-    subq $32, %rsp
-    .seh_stackalloc 32
+    subq $48, %rsp
+    .seh_stackalloc 48
     .seh_endprologue
     .seh_handler TxFaultGuardHandler, @except
+    movq %r8, 32(%rsp)
     movq %rcx, %rax
     movq %rdx, %rcx
     callq *%rax
     xorl %eax, %eax
     .globl TxFaultGuardLanding
 TxFaultGuardLanding:
-    addq $32, %rsp
+    addq $48, %rsp
     popq %rbp
     retq
     .seh_endproc
@@ -75,6 +76,11 @@ extern "C" EXCEPTION_DISPOSITION TxFaultGuardHandler(EXCEPTION_RECORD* record, v
         return ExceptionContinueSearch;
     if (Tessarix::IsGccUnwinding(record->ExceptionCode))
         return ExceptionContinueSearch;
+    constexpr std::size_t kFilterSlot = 32;
+    const auto takes =
+        *reinterpret_cast<Tessarix::FaultFilter*>(static_cast<char*>(establisherFrame) + kFilterSlot);
+    if (!takes(record->ExceptionCode))
+        return ExceptionContinueSearch;
     const std::uint64_t result = Tessarix::kFaulted | record->ExceptionCode;
     ::RtlUnwindEx(establisherFrame, TxFaultGuardLanding, record, reinterpret_cast<void*>(result), context,
                   dispatcher->HistoryTable);
@@ -82,8 +88,8 @@ extern "C" EXCEPTION_DISPOSITION TxFaultGuardHandler(EXCEPTION_RECORD* record, v
 }
 
 namespace Tessarix {
-std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context) {
-    return Outcome(TxGuardedCall(fn, context));
+std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context, FaultFilter takes) {
+    return Outcome(TxGuardedCall(fn, context, takes));
 }
 } // namespace Tessarix
 
@@ -100,6 +106,7 @@ struct GuardRecord {
     void* handler;
     void* resume[5]; // __builtin_setjmp buffer
     std::uint32_t code;
+    FaultFilter takes;
 };
 
 // RtlUnwind on x86 does not keep EBX, ESI and EDI, so the call saves them itself. The operands
@@ -128,6 +135,8 @@ extern "C" EXCEPTION_DISPOSITION __cdecl TxFaultGuardHandler(EXCEPTION_RECORD* e
     if (IsGccUnwinding(exception->ExceptionCode))
         return ExceptionContinueSearch;
     auto* record = static_cast<GuardRecord*>(frame);
+    if (!record->takes(exception->ExceptionCode))
+        return ExceptionContinueSearch;
     record->code = exception->ExceptionCode;
     UnwindChainTo(record, exception);
     __builtin_longjmp(record->resume, 1);
@@ -144,9 +153,11 @@ void SetChainHead(GuardRecord* head) {
 
 } // namespace
 
-__attribute__((noinline)) std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context) {
+__attribute__((noinline)) std::optional<std::uint32_t> RunFaultGuarded(GuardedFunction fn, void* context,
+                                                                       FaultFilter takes) {
     GuardRecord record{};
     record.handler = reinterpret_cast<void*>(&TxFaultGuardHandler);
+    record.takes = takes;
     record.next = ChainHead();
     SetChainHead(&record);
     if (__builtin_setjmp(record.resume) == 0) {

@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "core/ForeignCode.h"
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
 #include "core/win/MapiPropWin.h"
@@ -131,6 +132,7 @@ HResult ToVariant(const Automation::Value& value, VARIANT& out) {
     return S_OK;
 }
 
+// The object is Outlook's: its members run Outlook's code, not a library the clip calls.
 class DispatchObject final : public Automation::IObject {
 public:
     explicit DispatchObject(IDispatch* dispatch) : dispatch_(dispatch) {}
@@ -156,13 +158,18 @@ public:
         }
         DISPPARAMS params{argv.Data(), nullptr, argv.Size(), 0};
         Variant value;
-        const HResult hr =
-            dispatch_->Invoke(id, IID_NULL, kLocale, DISPATCH_METHOD, &params, value.Get(), nullptr, nullptr);
+        HResult hr;
+        {
+            const ForeignCodeScope outlook;
+            hr = dispatch_->Invoke(id, IID_NULL, kLocale, DISPATCH_METHOD, &params, value.Get(), nullptr,
+                                   nullptr);
+        }
         return Failed(hr) ? hr : ToValue(*value.Get(), result);
     }
 
     bool Implements(const Guid& iid) override {
         ComPtr<IUnknown> typed;
+        const ForeignCodeScope outlook;
         return SUCCEEDED(dispatch_.As(ToIid(iid), typed));
     }
 
@@ -187,6 +194,7 @@ private:
     HResult DispIdOf(std::u16string_view name, DISPID& id) {
         std::u16string copy(name);
         LPOLESTR names[] = {const_cast<LPOLESTR>(AsWide(copy))};
+        const ForeignCodeScope outlook;
         return dispatch_->GetIDsOfNames(IID_NULL, names, 1, kLocale, &id);
     }
 
@@ -195,6 +203,7 @@ private:
         if (const HResult hr = DispIdOf(name, id); Failed(hr))
             return hr;
         DISPPARAMS params{nullptr, nullptr, 0, 0};
+        const ForeignCodeScope outlook;
         return dispatch_->Invoke(id, IID_NULL, kLocale, DISPATCH_PROPERTYGET, &params, &value, nullptr,
                                  nullptr);
     }

@@ -1,6 +1,7 @@
 // The user interface of the add-in on Outlook's thread: cursors, the SHIFT key, message boxes.
 #include <windows.h>
 
+#include "core/ForeignCode.h"
 #include "core/UserInterface.h"
 #include "core/Utf.h"
 
@@ -15,6 +16,8 @@ public:
     // The high bit: the key is down now, not merely pressed since the last call.
     bool IsShiftDown() override { return (::GetAsyncKeyState(VK_SHIFT) & 0x8000) != 0; }
     void ShowMessage(const std::u16string& text, const std::u16string& caption) override {
+        // The box's modal loop runs every window of the thread, Outlook's too.
+        const ForeignCodeScope foreign;
         ::MessageBoxW(nullptr, AsWide(text), AsWide(caption), MB_OK);
     }
     WindowHandle FocusWindow() override { return reinterpret_cast<WindowHandle>(::GetFocus()); }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/Exceptions.h"
+#include "core/ForeignCode.h"
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
 #include "core/win/OleTypes.h"
@@ -520,6 +521,8 @@ void WaitUntilComplete(IHTMLDocument2& document) {
         const ULONGLONG elapsed = ::GetTickCount64() - start;
         if (elapsed >= kLoadTimeoutMs)
             throw kLoadTimedOut;
+        // Every window of the thread runs from here, Outlook's and other add-ins' too.
+        const ForeignCodeScope foreign;
         MSG message;
         if (!::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
             const DWORD waited = ::MsgWaitForMultipleObjectsEx(

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "core/ForeignCode.h"
 #include "core/Log.h"
 #include "core/Utf.h"
 #include "html/SelectionCapture.h"
@@ -74,6 +75,8 @@ void WaitWhileClipboardHeld() {
             return;
         // Short slices, so that a holder letting go is noticed without a message arriving.
         const DWORD wait = std::min<DWORD>(kPollSliceMs, kOpenClipboardWaitMs - elapsed + 1);
+        // Every window of the thread runs from here, Outlook's and other add-ins' too.
+        const ForeignCodeScope foreign;
         if (::MsgWaitForMultipleObjectsEx(0, nullptr, wait, QS_ALLINPUT, MWMO_INPUTAVAILABLE) !=
             WAIT_OBJECT_0)
             continue;
@@ -90,10 +93,21 @@ void WaitWhileClipboardHeld() {
     }
 }
 
+// The clipboard's owner renders a format it only promised (WM_RENDERFORMAT), and is told when it
+// is emptied (WM_DESTROYCLIPBOARD): its window procedure runs inside these calls.
+HANDLE ForeignClipboardData(UINT format) {
+    const ForeignCodeScope foreign;
+    return ::GetClipboardData(format);
+}
+bool EmptyForeignClipboard() {
+    const ForeignCodeScope foreign;
+    return ::EmptyClipboard() != FALSE;
+}
+
 // A copy of the format's data; null when it cannot be read or is over the cap (`tooLarge` set).
 std::shared_ptr<const std::vector<char>> CopyFormatData(UINT format, bool& tooLarge) {
     tooLarge = false;
-    const HANDLE data = ::GetClipboardData(format);
+    const HANDLE data = ForeignClipboardData(format);
     if (!data)
         return nullptr;
     const SIZE_T size = ::GlobalSize(data);
@@ -157,7 +171,7 @@ public:
             return;
         done_ = true;
         const OpenClipboardScope clipboard(owner_);
-        if (!clipboard || !::EmptyClipboard() || !saved_.Put())
+        if (!clipboard || !EmptyForeignClipboard() || !saved_.Put())
             Log().Error(
                 u"Global::GetSelectedTextHtml(): the user's clipboard could not be written back whole");
     }
@@ -279,7 +293,7 @@ std::u16string CaptureSelectedTextHtml() {
             Log().Info(u"No selection captured: the user's clipboard could not be saved");
             return {};
         }
-        if (!::EmptyClipboard()) {
+        if (!Win::EmptyForeignClipboard()) {
             Log().Info(u"No selection captured: the clipboard could not be emptied");
             return {};
         }
@@ -287,10 +301,14 @@ std::u16string CaptureSelectedTextHtml() {
     const DWORD emptied = ::GetClipboardSequenceNumber();
     Win::RestoreUserClipboard restore(focus, saved);
 
-    if (const Win::CopyRequest& request = Win::CurrentCopyRequest())
-        request(focus);
-    else
-        Win::SendCopyMessages(focus);
+    {
+        // The focused control, Outlook's, copies.
+        const ForeignCodeScope foreign;
+        if (const Win::CopyRequest& request = Win::CurrentCopyRequest())
+            request(focus);
+        else
+            Win::SendCopyMessages(focus);
+    }
 
     // Only what the copy put there is taken: a clipboard left unchanged holds nothing of the
     // selection, and data from any other window may be anything.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "core/ForeignCode.h"
 #include "core/Format.h"
 #include "core/Log.h"
 #include "notes/TxClipperSDK.h"
@@ -97,6 +98,14 @@ public:
     }
 };
 
+// Any window's procedure may run: the receiver's own when it is on this thread, and messages sent
+// to this thread while it waits.
+bool SendForeign(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, UINT timeout,
+                 DWORD_PTR& reply) {
+    const ForeignCodeScope foreign;
+    return SendMessageTimeoutW(window, message, wParam, lParam, flags, timeout, &reply) != 0;
+}
+
 struct Search {
     UINT message;
     Handoff::SearchBudget budget;
@@ -112,8 +121,7 @@ BOOL CALLBACK AskWindow(HWND window, LPARAM context) {
         return FALSE; // the search has had its time; the windows not yet asked are not
     DWORD_PTR reply = 0;
     // A hung window is skipped at once instead of holding up the search.
-    if (SendMessageTimeoutW(window, search.message, 0, 0, SMTO_ABORTIFHUNG, Milliseconds(*wait), &reply) ==
-            0 ||
+    if (!SendForeign(window, search.message, 0, 0, SMTO_ABORTIFHUNG, Milliseconds(*wait), reply) ||
         reply != kPingAnswer)
         return TRUE;
     // Anyone can answer the ping: a sandboxed (low-integrity) process or another user's would
@@ -181,9 +189,8 @@ Handoff::Reply WindowMessageChannel::Deliver(Ui::WindowHandle sender, const Hand
     // Preset so that a call failing without touching it cannot read as a refusal.
     DWORD_PTR reply = 1;
     // A client that is busy but still pumping messages is waited for; a hung one is not.
-    if (SendMessageTimeoutW(client_, WM_COPYDATA, static_cast<WPARAM>(sender),
-                            reinterpret_cast<LPARAM>(&data), SMTO_ABORTIFHUNG | SMTO_NOTIMEOUTIFNOTHUNG,
-                            Milliseconds(timeout), &reply) == 0)
+    if (!SendForeign(client_, WM_COPYDATA, static_cast<WPARAM>(sender), reinterpret_cast<LPARAM>(&data),
+                     SMTO_ABORTIFHUNG | SMTO_NOTIMEOUTIFNOTHUNG, Milliseconds(timeout), reply))
         return Handoff::Reply::Failed;
     return reply == 0 ? Handoff::Reply::Refused : Handoff::Reply::Accepted;
 }

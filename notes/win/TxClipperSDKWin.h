@@ -10,8 +10,8 @@
 
 namespace Tessarix::Notes {
 
-// Registers "TXCLIPPER_PING" and keeps the number for the process; the module's process attach
-// calls it, and every search makes sure of it. 0 when the registration failed.
+// Registers "TXCLIPPER_PING" and keeps the number for the process; the module's start-up calls
+// it, and every search makes sure of it. 0 when the registration failed.
 UINT RegisterPingMessage();
 
 // The user and integrity level of our process and of the process behind a window.

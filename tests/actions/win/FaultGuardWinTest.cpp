@@ -1,9 +1,16 @@
-// The structured-exception guard with real processor faults: the program goes on after each.
+// The structured-exception guard with real processor faults: the program goes on after each. The
+// faults it takes are the add-in's own; those raised while control is in someone else's code pass
+// on to a handler standing in for Outlook's.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
+#include <oaidl.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,7 +19,10 @@
 #include "../ClipActionTestSupport.h"
 #include "actions/FaultGuard.h"
 #include "core/Exceptions.h"
+#include "core/win/AutomationWin.h"
+#include "html/win/ClipboardSnapshot.h"
 #include "notes/ExportDocument.h"
+#include "support/win/ForeignFault.h"
 
 namespace Tessarix::Testing {
 namespace {
@@ -178,6 +188,204 @@ TEST_F(ClipFault, FaultWhileReportingIsCaughtToo) {
     EXPECT_EQ(installed_.ui.boxes.size(), 2u);
     EXPECT_EQ(installed_.ui.boxes.back(),
               (RecordingUi::Box{u"Unexpected error during note creation.", u"Unexpected error"}));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Whose fault: the add-in's guard takes its own; Outlook's handler gets the rest.
+
+// Another program's window holding the clipboard open, on a thread of its own, until the end.
+class ClipboardHeldElsewhere {
+public:
+    ClipboardHeldElsewhere() {
+        std::promise<void> held;
+        thread_ = std::thread([this, &held] {
+            HWND owner =
+                CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+            OpenClipboard(owner);
+            held.set_value();
+            released_.get_future().wait_for(std::chrono::seconds(30));
+            CloseClipboard();
+            DestroyWindow(owner);
+        });
+        held.get_future().wait();
+    }
+    ~ClipboardHeldElsewhere() {
+        released_.set_value();
+        thread_.join();
+    }
+    ClipboardHeldElsewhere(const ClipboardHeldElsewhere&) = delete;
+    ClipboardHeldElsewhere& operator=(const ClipboardHeldElsewhere&) = delete;
+
+private:
+    std::promise<void> released_;
+    std::thread thread_;
+};
+
+// An Outlook object whose members run `member` when invoked. (COM interfaces have no virtual
+// destructors by design.)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+class ScriptedOutlookObject final : public IDispatch {
+public:
+    explicit ScriptedOutlookObject(std::function<void()> member) : member_(std::move(member)) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch))
+            return E_NOINTERFACE;
+        *out = static_cast<IDispatch*>(this);
+        AddRef();
+        return S_OK;
+    }
+    // Lives on the test's stack.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override {
+        ids[0] = 1;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                                     UINT*) override {
+        member_();
+        V_VT(result) = VT_I4;
+        V_I4(result) = 7;
+        return S_OK;
+    }
+
+private:
+    std::function<void()> member_;
+};
+#pragma GCC diagnostic pop
+
+void ReadSubject(ScriptedOutlookObject& item) {
+    Automation::Value subject;
+    (void)Win::WrapDispatch(&item)->Get(u"Subject", subject);
+}
+
+// Where a clip meets a fault, and whether the fault is the add-in's.
+enum class Setting {
+    None,
+    AMessageWaiting, // for one of Outlook's windows, which faults on it
+    ClipboardHeldAndAMessageWaiting,
+};
+
+struct Origin {
+    const char* name;
+    std::function<void()> duringGetNotes;
+    bool ours;
+    Setting setting = Setting::None;
+};
+
+void PrintTo(const Origin& origin, std::ostream* out) {
+    *out << origin.name;
+}
+std::string OriginName(const ::testing::TestParamInfo<Origin>& origin) {
+    return origin.param.name;
+}
+
+const Origin kOrigins[] = {
+    {"OurCodeAfterACallIntoOutlookReturned",
+     [] {
+         ScriptedOutlookObject item([] {});
+         ReadSubject(item);
+         WriteThroughNull(nullptr);
+     },
+     true},
+    {"OurCodeThatOutlookCallsBackUnderItsOwnGuard",
+     [] {
+         std::optional<std::uint32_t> inner;
+         ScriptedOutlookObject item([&] { inner = RunFaultGuarded(&WriteThroughNull, nullptr); });
+         ReadSubject(item);
+         if (inner == EXCEPTION_ACCESS_VIOLATION)
+             DivideByZero(nullptr); // and the clip's guard still takes the next fault of ours
+     },
+     true},
+    {"OutlooksObjectModel",
+     [] {
+         ScriptedOutlookObject item([] { WriteThroughNull(nullptr); });
+         ReadSubject(item);
+     },
+     false},
+    {"AWindowThatTheClipboardWaitDispatchesTo",
+     [] {
+         int attempts = 0;
+         if (Html::Win::OpenClipboardRetrying(nullptr, attempts))
+             CloseClipboard();
+     },
+     false, Setting::ClipboardHeldAndAMessageWaiting},
+    {"AWindowThatTheMessageBoxDispatchesTo",
+     [] { Ui::PlatformUserInterface().ShowMessage(u"Waiting", u"Box"); }, false, Setting::AMessageWaiting},
+};
+
+BOOL CALLBACK CloseDialog(HWND window, LPARAM) {
+    wchar_t type[16] = {};
+    GetClassNameW(window, type, 16);
+    if (std::wstring(type) == L"#32770")
+        DestroyWindow(window);
+    return TRUE;
+}
+
+class WhoseFault : public ClipFault, public ::testing::WithParamInterface<Origin> {};
+
+TEST_P(WhoseFault, OursIsReportedAndSwallowedOthersReachOutlooksHandler) {
+    const Origin& origin = GetParam();
+    LogWatch log;
+    std::optional<std::uint32_t> outlooks;
+    {
+        std::optional<ClipboardHeldElsewhere> held;
+        if (origin.setting == Setting::ClipboardHeldAndAMessageWaiting)
+            held.emplace();
+        const FaultingWindow window;
+        if (origin.setting != Setting::None)
+            window.PostFault();
+        ScriptedAction action(
+            [&]() -> Notes::NoteList {
+                origin.duringGetNotes();
+                return SampleNotes();
+            },
+            &SendRecorder::Send);
+        outlooks = UnderOutlooksHandler([&] { action.Execute(); });
+        // Outlook's handler abandoned whatever the fault interrupted; a box is closed here.
+        EnumThreadWindows(GetCurrentThreadId(), &CloseDialog, 0);
+    }
+    if (origin.ours) {
+        EXPECT_EQ(outlooks, std::nullopt);
+        EXPECT_THAT(log.Lines("Critical"), ElementsAre("Critical: SEH error occurs."));
+        EXPECT_THAT(
+            installed_.ui.boxes,
+            ElementsAre(RecordingUi::Box{u"Unexpected error during note creation.", u"Unexpected error"}));
+    } else {
+        EXPECT_EQ(outlooks, EXCEPTION_ACCESS_VIOLATION);
+        EXPECT_THAT(log.Lines("Critical"), IsEmpty());
+        EXPECT_THAT(installed_.ui.boxes, IsEmpty());
+    }
+    EXPECT_THAT(SendRecorder::sent, IsEmpty());
+
+    // Outlook goes on, and so do clips.
+    ScriptedAction working([] { return SampleNotes(); }, &SendRecorder::Send);
+    working.Execute();
+    EXPECT_EQ(SendRecorder::sent.size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Origins, WhoseFault, ::testing::ValuesIn(kOrigins), &OriginName);
+
+// An overflowed stack is never continued from: Outlook's handler gets it. (Wine cannot dispatch a
+// real overflow with the little stack that is left, it ends the thread, so the code is raised.)
+TEST_F(ClipFault, StackOverflowIsLeftToOutlook) {
+    LogWatch log;
+    ScriptedAction overflowing(
+        []() -> Notes::NoteList {
+            RaiseException(EXCEPTION_STACK_OVERFLOW, 0, 0, nullptr);
+            return {};
+        },
+        &SendRecorder::Send);
+    EXPECT_EQ(UnderOutlooksHandler([&] { overflowing.Execute(); }), EXCEPTION_STACK_OVERFLOW);
+    EXPECT_THAT(log.Lines("Critical"), IsEmpty());
+    EXPECT_THAT(installed_.ui.boxes, IsEmpty());
 }
 
 } // namespace

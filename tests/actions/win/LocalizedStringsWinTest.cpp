@@ -107,12 +107,21 @@ TEST_F(ResourceModules, MissingSatelliteLeavesEveryTextEmpty) {
 }
 
 // The add-in's own texts reach Outlook (the ribbon label test in addin_win_tests); here: the
-// satellite beside it is never a module whose code the loader runs.
-TEST(AddinModule, ProcessAttachMapsTheSatelliteBesideItOnlyAsData) {
+// satellite beside it, loaded at the first class request, is never a module whose code the loader
+// runs.
+TEST(AddinModule, FirstUseMapsTheSatelliteBesideItOnlyAsData) {
     PrepareEnglishTexts();
     const std::wstring folder = ProgramFolder() + L"addin\\";
     const HMODULE addin = LoadLibraryW((folder + L"TessarixOL.dll").c_str());
     ASSERT_NE(addin, nullptr) << "process attach failed: " << GetLastError();
+    using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+    const auto getClassObject =
+        reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(GetProcAddress(addin, "DllGetClassObject")));
+    ASSERT_NE(getClassObject, nullptr);
+    const CLSID connect = {0x8B0F3933, 0x6796, 0x44E5, {0xA1, 0xDB, 0x8F, 0xC1, 0xAC, 0x46, 0xE3, 0x11}};
+    IClassFactory* factory = nullptr;
+    ASSERT_EQ(getClassObject(connect, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
+    factory->Release();
     EXPECT_EQ(GetModuleHandleW((folder + L"Resource.dll").c_str()), nullptr);
     EXPECT_EQ(GetModuleHandleW(L"Resource.dll"), nullptr);
     EXPECT_TRUE(FreeLibrary(addin));

@@ -22,6 +22,7 @@
 #include "html/DomLoader.h"
 #include "html/Engine.h"
 #include "html/win/StandInEngine.h"
+#include "support/win/ForeignFault.h"
 
 using namespace Tessarix;
 using namespace Tessarix::Testing;
@@ -103,6 +104,24 @@ TEST_F(MshtmlStandIn, TheLoaderPumpsUntilAPostedMessageCompletesTheDocument) {
     engine_->Serve(Read("faults.dom"));
     engine_->SetCompletion(StandIn::Completion::ByPostedMessage);
     EXPECT_EQ(Clip("faults"), Read("faults.note"));
+}
+
+// The loop runs every window of the thread: a fault in one of them passes the clip's guard and
+// reaches Outlook's handler (the document it abandoned leaks, as the handler's unwind leaves it).
+TEST(MshtmlStandInLoop, AFaultInAWindowItDispatchesIsLeftToOutlook) {
+    Apartment apartment;
+    StandIn::Engine engine;
+    engine.Serve(Read("faults.dom"));
+    engine.SetCompletion(StandIn::Completion::ByPostedMessage);
+    const FaultingWindow outlooks;
+    outlooks.PostFault();
+    std::optional<std::uint32_t> clips = 0u;
+    EXPECT_EQ(UnderOutlooksHandler([&] {
+                  clips = RunFaultGuarded(
+                      [](void*) { (void)Global::CreateDOM(FromUtf8(Read("faults.html"))); }, nullptr);
+              }),
+              EXCEPTION_ACCESS_VIOLATION);
+    EXPECT_EQ(clips, 0u) << "the clip's guard returned";
 }
 
 TEST_F(MshtmlStandIn, AQuitDuringTheWaitCancelsTheLoadAndStaysForTheHost) {
