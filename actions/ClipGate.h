@@ -41,4 +41,17 @@ template <typename Owner> void Release(Owner&& object) {
     AfterClip([kept = std::make_shared<std::decay_t<Owner>>(std::move(object))]() mutable { kept.reset(); });
 }
 
+// Takes the owner of `item` out of `owners` (a container of owning pointers) and lets go of it now,
+// or after the running clip has unwound.
+template <typename Owners, typename Item> void ReleaseFrom(Owners& owners, const Item* item) {
+    for (auto owner = owners.begin(); owner != owners.end(); ++owner) {
+        if (owner->get() == item) {
+            auto released = std::move(*owner);
+            owners.erase(owner);
+            Release(std::move(released));
+            return;
+        }
+    }
+}
+
 } // namespace Tessarix::ClipGate

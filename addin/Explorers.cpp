@@ -1,7 +1,5 @@
 #include "addin/Explorers.h"
 
-#include <algorithm>
-
 #include "actions/ClipAction.h"
 #include "actions/ClipGate.h"
 #include "addin/ClipActions.h"
@@ -127,15 +125,8 @@ void CExplorers::OnEvent(DISPID id, DISPPARAMS* params) {
 
 void CExplorers::OnClose(CExplorer* explorer) {
     CallTracer trace(u"CExplorers::OnClose()");
-    const auto closed =
-        std::find_if(m_list.begin(), m_list.end(),
-                     [explorer](const std::unique_ptr<CExplorer>& e) { return e.get() == explorer; });
-    if (closed == m_list.end())
-        return;
-    std::unique_ptr<CExplorer> tracker = std::move(*closed);
-    m_list.erase(closed);
-    // A clip started from this explorer may be running further up the stack.
-    ClipGate::Release(std::move(tracker));
+    // A clip started from this window may still be running further up the stack.
+    ClipGate::ReleaseFrom(m_list, explorer);
 }
 
 } // namespace Tessarix::Addin

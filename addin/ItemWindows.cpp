@@ -1,7 +1,5 @@
 #include "addin/ItemWindows.h"
 
-#include <algorithm>
-
 #include "actions/ClipGate.h"
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
@@ -102,15 +100,8 @@ void CInspectors::OnEvent(DISPID id, DISPPARAMS* params) {
 
 void CInspectors::OnClose(CInspector* inspector) {
     CallTracer trace(u"CInspectors::OnClose");
-    const auto closed =
-        std::find_if(m_list.begin(), m_list.end(),
-                     [inspector](const std::unique_ptr<CInspector>& i) { return i.get() == inspector; });
-    if (closed == m_list.end())
-        return;
-    std::unique_ptr<CInspector> tracker = std::move(*closed);
-    m_list.erase(closed);
-    // A clip of this window's item may be running further up the stack.
-    ClipGate::Release(std::move(tracker));
+    // A clip started from this window may still be running further up the stack.
+    ClipGate::ReleaseFrom(m_list, inspector);
 }
 
 } // namespace Tessarix::Addin
