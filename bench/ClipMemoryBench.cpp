@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "actions/ItemClipActions.h"
 #include "bench/PeakMemory.h"
 #include "cli/ItemSelection.h"
+#include "core/Exceptions.h"
 #include "core/MapiProp.h"
 #include "msg/MsgItem.h"
 #include "msg/MsgWriter.h"
@@ -76,20 +78,37 @@ void Report(benchmark::State& state, const Bench::PeakScope& scope) {
     Bench::ReportBytesAndPeak(state, 0, scope.MiB());
 }
 
-// What a press of the selection button does: GetNotes, then the export.
-void BM_ClipFiftyLargeMails(benchmark::State& state) {
+// What a press of the selection button does: GetNotes, then the export within `budget`.
+void ClipFiftyLargeMails(benchmark::State& state, std::size_t budget) {
     for (auto _ : state) {
         g_sentBytes = 0;
+        bool refused = false;
         const Bench::PeakScope scope;
         {
             SelectionClipAction action(Selection(), &CountSend);
             Notes::NoteList notes = action.GetNotes();
-            Notes::BuildAndSendExport(notes, false, &CountSend);
+            try {
+                Notes::BuildAndSendExport(std::move(notes), false, &CountSend, budget);
+            } catch (const NoteContentSizeExceededException&) {
+                refused = true;
+            }
         }
+        state.counters["refused"] = refused;
         Report(state, scope);
     }
 }
+
+// The product's budget: this clip's document (1.3 GiB) is over it and refused before it is built.
+void BM_ClipFiftyLargeMails(benchmark::State& state) {
+    ClipFiftyLargeMails(state, Notes::kExportBudget);
+}
 BENCHMARK(BM_ClipFiftyLargeMails)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+// No budget: what holding one attachment at a time costs when the whole document is built.
+void BM_ClipFiftyLargeMailsUnbudgeted(benchmark::State& state) {
+    ClipFiftyLargeMails(state, std::numeric_limits<std::size_t>::max());
+}
+BENCHMARK(BM_ClipFiftyLargeMailsUnbudgeted)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 
