@@ -57,13 +57,18 @@ std::size_t CDataLength(std::u16string_view text) {
     return bytes + 12;
 }
 
-std::size_t EstimateNote(const INote& note) {
-    std::size_t bytes =
+// Counted in 64 bits: on i686 a few resources of 4 GiB would wrap a size_t round to a small bound.
+constexpr std::uint64_t Base64Length64(std::uint64_t length) {
+    return (length + 2) / 3 * 4;
+}
+
+std::uint64_t EstimateNote(const INote& note) {
+    std::uint64_t bytes =
         kNoteFrame + kEscapedPerUnit * note.GetTitle().size() + CDataLength(note.GetContent());
     for (const CMetadata& entry : note.GetMetadata())
         bytes += 64 + kEscapedPerUnit * entry.GetValue().size();
     for (const CResource& resource : note.GetResources()) {
-        bytes += kResourceFrame + Base64Length(resource.Size());
+        bytes += kResourceFrame + Base64Length64(resource.Size());
         bytes += kEscapedPerUnit *
                  (resource.GetMime().size() + resource.GetSourceUrl().size() + resource.GetFileName().size());
     }
@@ -95,7 +100,7 @@ void WriteMetadataElement(Xml::XmlWriter& writer, const MetadataList& metadata, 
         writer.WriteElementString(name, GetMetadataByName(metadata, name).GetValue());
 }
 
-[[noreturn]] void RefuseSize(std::size_t bytes, std::size_t budget) {
+[[noreturn]] void RefuseSize(std::uint64_t bytes, std::size_t budget) {
     Log().Error(Format(u"TXCE data of %u bytes exceeds the limit of %u bytes.", bytes, budget));
     throw NoteContentSizeExceededException();
 }
@@ -108,7 +113,7 @@ void WriteResource(Xml::XmlWriter& writer, const CResource& resource, std::size_
     // Loaded here and let go when written: a deferred resource is held only for this while.
     const StringUTF8 data = resource.GetData();
     // Measured sizes can still change under us (a file rewritten meanwhile).
-    if (const std::size_t grown = writer.Output().size() + Base64Length(data.Length()); grown > budget)
+    if (const std::uint64_t grown = writer.Output().size() + Base64Length64(data.Length()); grown > budget)
         RefuseSize(grown, budget);
     // Base64 is ASCII and so already UTF-8: it goes straight into the document's buffer.
     char* out = writer.WriteTrustedAscii(Base64Length(data.Length()));
@@ -193,8 +198,8 @@ void WriteNote(Xml::XmlWriter& writer, const NotePtr& note) {
     WriteNoteWithin(writer, note, std::numeric_limits<std::size_t>::max());
 }
 
-std::size_t ExportSizeBound(const NoteList& notes) {
-    std::size_t bytes = kDocumentFrame;
+std::uint64_t ExportSizeBound(const NoteList& notes) {
+    std::uint64_t bytes = kDocumentFrame;
     for (const NotePtr& note : notes)
         if (note)
             bytes += EstimateNote(*note);
@@ -202,12 +207,12 @@ std::size_t ExportSizeBound(const NoteList& notes) {
 }
 
 std::string BuildExportDocument(NoteList notes, std::size_t budget) {
-    const std::size_t bound = ExportSizeBound(notes);
+    const std::uint64_t bound = ExportSizeBound(notes);
     if (bound > budget)
         RefuseSize(bound, budget);
 
     Xml::XmlWriter writer(Xml::XmlWriterSettings{.indent = true, .byteOrderMark = true});
-    writer.Reserve(bound);
+    writer.Reserve(static_cast<std::size_t>(bound)); // within the budget, so it fits
     writer.WriteStartDocument();
     writer.WriteDocType(kExportDocumentName, kExportDocumentName, kExportDtdSystemId);
     writer.WriteStartElement(kExportDocumentName);

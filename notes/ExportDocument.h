@@ -3,6 +3,7 @@
 // with a byte-order mark, indented as XmlLite indents), dumped to the log folder and handed to the
 // desktop client. The layout, byte for byte, is described in docs/export-document.md.
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "notes/Note.h"
@@ -28,7 +29,7 @@ std::string Base64Encode(const void* bytes, std::size_t length);
 inline constexpr std::size_t kExportBudget = std::size_t{256} * 1024 * 1024;
 
 // The document's size at most, from the notes' texts and their resources' sizes, loading nothing.
-std::size_t ExportSizeBound(const NoteList& notes);
+std::uint64_t ExportSizeBound(const NoteList& notes);
 
 // Writes one "note" element. Title characters that XML cannot carry become blanks; every other
 // writer failure is raised as its HRESULT. An empty pointer raises std::invalid_argument.

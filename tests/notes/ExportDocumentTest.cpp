@@ -294,7 +294,7 @@ TEST_F(BuildAndSendTest, NotesAreWrittenOneAtATimeAndLetGoOnceWritten) {
 // built, dumped or sent, and the user gets the "too large" message.
 TEST_F(BuildAndSendTest, ADocumentOverTheBudgetIsRefusedBeforeAnythingIsLoaded) {
     LoadWatch watch;
-    const std::size_t bound = ExportSizeBound({NoteWithContent(watch, 3000)});
+    const auto bound = static_cast<std::size_t>(ExportSizeBound({NoteWithContent(watch, 3000)}));
     EXPECT_GE(bound, Base64Length(3000));
     const struct {
         const char* name;
