@@ -1,5 +1,7 @@
 #include "actions/ClipAction.h"
 
+#include <utility>
+
 #include "actions/FaultGuard.h"
 #include "core/Exceptions.h"
 #include "core/Log.h"
@@ -54,7 +56,8 @@ void ClipAction::DoExecute() {
     Log().Info(u"ClipAction::DoExecute get notes");
     Notes::NoteList notes = GetNotes();
     Log().Info(u"ClipAction::DoExecute add to tessarix");
-    Notes::BuildAndSendExport(notes, shift, send_);
+    // Handed over, not shared: the export lets each note go once it is written.
+    Notes::BuildAndSendExport(std::move(notes), shift, send_);
 
     // Only on success: after a failure the system replaces the wait cursor at the next mouse move.
     ui.RestoreCursor(previousCursor);

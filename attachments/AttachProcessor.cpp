@@ -26,6 +26,25 @@ std::u16string RemoveAll(std::u16string_view text, std::u16string_view part) {
     return result;
 }
 
+// An attachment's bytes, read when the export writes them rather than when the note is made, so
+// that a clip of many large items holds one attachment at a time.
+class AttachmentContent final : public Notes::IResourceContent {
+public:
+    explicit AttachmentContent(AttachmentPtr attachment)
+        : attachment_(std::move(attachment)), size_(attachment_->GetSize()) {}
+
+    std::uint32_t Size() override { return size_; }
+    StringUTF8 Load() override {
+        StringUTF8 bytes;
+        attachment_->LoadContentTo(bytes);
+        return bytes;
+    }
+
+private:
+    AttachmentPtr attachment_;
+    std::uint32_t size_;
+};
+
 } // namespace
 
 // ---- AttachProcessor ----
@@ -67,10 +86,9 @@ bool AttachProcessor::GetEmbeddedName(const AttachmentPtr& attachment, std::u16s
 void AttachProcessor::AttachAsEmbedded(const AttachmentPtr& attachment, const std::u16string& name) {
     CallTracer tracer(u"AttachProcessor::AttachAsEmbedded");
     Log().Info(u"  > Processed as embedded");
-    StringUTF8 bytes;
-    attachment->LoadContentTo(bytes);
     // The address is the content's own reference, so the serializer finds the resource by it.
-    Notes::CResource resource(u"", attachment->GetMimeType(), bytes, name);
+    Notes::CResource resource(u"", attachment->GetMimeType(), std::make_shared<AttachmentContent>(attachment),
+                              name);
     resource.SetFileName(attachment->GetID());
     note_->GetResources().push_back(std::move(resource));
 }
@@ -78,11 +96,10 @@ void AttachProcessor::AttachAsEmbedded(const AttachmentPtr& attachment, const st
 void AttachProcessor::AttachAsStandaloneAttachment(const AttachmentPtr& attachment) {
     CallTracer tracer(u"AttachProcessor::AttachAsStandaloneAttachment");
     Log().Info(u"  > Processed as normal attachment");
-    StringUTF8 bytes;
-    attachment->LoadContentTo(bytes);
     std::u16string address = kAttachmentUrlPrefix;
     address += attachment->GetFileName();
-    note_->GetResources().emplace_back(u"", attachment->GetMimeType(), bytes, address);
+    note_->GetResources().emplace_back(u"", attachment->GetMimeType(),
+                                       std::make_shared<AttachmentContent>(attachment), address);
 }
 
 // ---- AttachAll ----
@@ -153,6 +170,12 @@ bool MatchesUnresolved(const std::vector<std::u16string>& unresolved, const std:
     return false;
 }
 
+void RefuseTooLarge(const std::u16string& fileName) {
+    Log().Error(u"   > Size Limit Exceeded");
+    throw AttachmentSizeLimitExceededException(Format(
+        u"Tessarix cannot create the note because the attachment \"%s\" is larger than 25 MB.", fileName));
+}
+
 AttachmentList Collect(Automation::IObject* attachments) {
     AttachmentList list;
     if (!attachments)
@@ -175,12 +198,8 @@ void Process(const AttachmentList& attachments, AttachProcessor& processor) {
         const std::uint32_t size = attachment->GetSize();
         if (size == 0)
             continue;
-        if (size > kMaxAttachmentSize) {
-            Log().Error(u"   > Size Limit Exceeded");
-            throw AttachmentSizeLimitExceededException(
-                Format(u"Tessarix cannot create the note because the attachment \"%s\" is larger than 25 MB.",
-                       attachment->GetFileName()));
-        }
+        if (size > kMaxAttachmentSize)
+            RefuseTooLarge(attachment->GetFileName());
         Log().Info(Format(u"   %d/%d: %s (%s)", i, count, LogLiteral(attachment->GetFileName()),
                           LogLiteral(attachment->GetMimeType())));
         processor.Attach(attachment);

@@ -62,6 +62,9 @@ namespace Attachments {
 bool MatchesUnresolved(const std::vector<std::u16string>& unresolved, const std::u16string& id,
                        std::u16string_view prefix);
 
+// Logs "   > Size Limit Exceeded" and throws AttachmentSizeLimitExceededException naming the file.
+[[noreturn]] void RefuseTooLarge(const std::u16string& fileName);
+
 // The wrapped attachments of an Outlook Attachments collection (items 1 to Count; those that
 // cannot be wrapped are left out). Logs the count; failing automation calls are raised.
 AttachmentList Collect(Automation::IObject* attachments);

@@ -2,9 +2,12 @@
 
 #include <limits>
 
+#include "attachments/AttachProcessor.h"
 #include "attachments/OlePackage.h"
+#include "core/FileSystem.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/LogText.h"
 #include "notes/MimeSniffer.h"
 #include "wrappers/MapiProperties.h"
 
@@ -184,6 +187,26 @@ EmbededMessage::EmbededMessage(Automation::ObjectPtr attachment) : attachment_(s
 
 EmbededMessage::~EmbededMessage() {
     CallTracer tracer(u"EmbededMessage::Dtor");
+    if (!saved_.empty())
+        Platform::DeleteFile(saved_);
+}
+
+const std::u16string& EmbededMessage::SavedCopy() {
+    if (!saved_.empty())
+        return saved_;
+    const std::u16string path = Platform::CreateTempFile(u"TSX");
+    if (path.empty()) {
+        Log().Error(u"EmbededMessage: Fail to create a temporary file");
+        ThrowIfFailed(kE_FAIL);
+    }
+    try {
+        DataStorageAdapter(attachment_).SaveTo(path);
+    } catch (...) {
+        Platform::DeleteFile(path);
+        throw;
+    }
+    saved_ = path;
+    return saved_;
 }
 
 bool EmbededMessage::IsHidden() {
@@ -227,19 +250,23 @@ std::int32_t EmbededMessage::GetRenderPosition() {
 
 std::uint32_t EmbededMessage::GetSize() {
     CallTracer tracer(u"EmbededMessage::GetSize()");
-    Mapi::PropPtr prop;
-    if (Failed(attachment_->GetMapiObject(Mapi::kIID_IMAPIProp, prop))) {
-        Log().Error(u"get_MAPIOBJECT() failed in EmbededMessage::GetSize()!");
-        // 0 skips the attachment; 0xFFFFFFFF would fail the clip as too large, which it is not.
-        return 0;
-    }
-    return Global::GetLongProperty(prop.get(), Mapi::kPR_ATTACH_SIZE, kAbsent);
+    // Measured on the very bytes LoadContentTo reads: a declared size may be anything.
+    const std::uint64_t size = Platform::FileSize(SavedCopy());
+    return size > std::numeric_limits<std::uint32_t>::max() ? std::numeric_limits<std::uint32_t>::max()
+                                                            : static_cast<std::uint32_t>(size);
 }
 
 void EmbededMessage::LoadContentTo(StringUTF8& buffer) {
     CallTracer tracer(u"EmbededMessage::LoadContentTo()");
-    DataStorageAdapter adapter(attachment_);
-    Utils::LoadData(adapter, buffer);
+    const std::u16string& path = SavedCopy();
+    if (Platform::FileSize(path) > kMaxAttachmentSize)
+        Attachments::RefuseTooLarge(GetFileName());
+    std::optional<std::string> bytes = Platform::ReadFile(path);
+    if (!bytes) {
+        Log().Error(u"EmbededMessage: Fail to open file: " + LogLiteral(path));
+        ThrowIfFailed(kE_FAIL);
+    }
+    buffer = StringUTF8::Adopt(std::move(*bytes));
 }
 
 // ---- DataStorageAdapter ----

@@ -61,18 +61,24 @@ public:
     EmbededMessage(const EmbededMessage&) = delete;
     EmbededMessage& operator=(const EmbededMessage&) = delete;
 
-    bool IsEmbededImage() override;                  // false
-    std::u16string GetFileName() override;           // FileName
-    std::u16string GetCid() override;                // ""
-    std::u16string GetMimeType() override;           // "application/octet-stream"
-    std::uint32_t GetSize() override;                // PR_ATTACH_SIZE, 0xFFFFFFFF when absent
-    void LoadContentTo(StringUTF8& buffer) override; // SaveAsFile into a temporary file
-    bool IsHidden() override;                        // PR_ATTACHMENT_HIDDEN
-    std::u16string GetID() override;                 // "": never referenced by rendered HTML
-    std::int32_t GetRenderPosition() override;       // -1
+    bool IsEmbededImage() override;        // false
+    std::u16string GetFileName() override; // FileName
+    std::u16string GetCid() override;      // ""
+    std::u16string GetMimeType() override; // "application/octet-stream"
+    // The size of the message saved as a file (SaveAsFile into a temporary file, kept until the
+    // object goes), not PR_ATTACH_SIZE: that is only declared. 0xFFFFFFFF for 4 GiB and more.
+    std::uint32_t GetSize() override;
+    // Reads that saved file, refusing one over kMaxAttachmentSize before reading it.
+    void LoadContentTo(StringUTF8& buffer) override;
+    bool IsHidden() override;                  // PR_ATTACHMENT_HIDDEN
+    std::u16string GetID() override;           // "": never referenced by rendered HTML
+    std::int32_t GetRenderPosition() override; // -1
 
 private:
+    const std::u16string& SavedCopy();
+
     Automation::ObjectPtr attachment_;
+    std::u16string saved_;
 };
 
 // Saves an attached message through the object model's SaveAsFile.

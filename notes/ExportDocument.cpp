@@ -8,6 +8,7 @@
 
 #include "core/Exceptions.h"
 #include "core/FileSystem.h"
+#include "core/Format.h"
 #include "core/Log.h"
 #include "core/UserInterface.h"
 #include "core/Utils.h"
@@ -56,13 +57,18 @@ std::size_t CDataLength(std::u16string_view text) {
     return bytes + 12;
 }
 
-std::size_t EstimateNote(const INote& note) {
-    std::size_t bytes =
+// Counted in 64 bits: on i686 a few resources of 4 GiB would wrap a size_t round to a small bound.
+constexpr std::uint64_t Base64Length64(std::uint64_t length) {
+    return (length + 2) / 3 * 4;
+}
+
+std::uint64_t EstimateNote(const INote& note) {
+    std::uint64_t bytes =
         kNoteFrame + kEscapedPerUnit * note.GetTitle().size() + CDataLength(note.GetContent());
     for (const CMetadata& entry : note.GetMetadata())
         bytes += 64 + kEscapedPerUnit * entry.GetValue().size();
     for (const CResource& resource : note.GetResources()) {
-        bytes += kResourceFrame + Base64Length(resource.GetData().Length());
+        bytes += kResourceFrame + Base64Length64(resource.Size());
         bytes += kEscapedPerUnit *
                  (resource.GetMime().size() + resource.GetSourceUrl().size() + resource.GetFileName().size());
     }
@@ -94,13 +100,22 @@ void WriteMetadataElement(Xml::XmlWriter& writer, const MetadataList& metadata, 
         writer.WriteElementString(name, GetMetadataByName(metadata, name).GetValue());
 }
 
-void WriteResource(Xml::XmlWriter& writer, const CResource& resource) {
+[[noreturn]] void RefuseSize(std::uint64_t bytes, std::size_t budget) {
+    Log().Error(Format(u"TXCE data of %u bytes exceeds the limit of %u bytes.", bytes, budget));
+    throw NoteContentSizeExceededException();
+}
+
+void WriteResource(Xml::XmlWriter& writer, const CResource& resource, std::size_t budget) {
     writer.WriteStartElement(u"resource");
 
     writer.WriteStartElement(u"data");
     writer.WriteAttributeString(u"encoding", u"base64");
-    // Base64 is ASCII and so already UTF-8: it goes straight into the document's buffer.
+    // Loaded here and let go when written: a deferred resource is held only for this while.
     const StringUTF8 data = resource.GetData();
+    // Measured sizes can still change under us (a file rewritten meanwhile).
+    if (const std::uint64_t grown = writer.Output().size() + Base64Length64(data.Length()); grown > budget)
+        RefuseSize(grown, budget);
+    // Base64 is ASCII and so already UTF-8: it goes straight into the document's buffer.
     char* out = writer.WriteTrustedAscii(Base64Length(data.Length()));
     Base64EncodeTo(reinterpret_cast<const unsigned char*>(data.Data()), data.Length(), out);
     writer.WriteFullEndElement();
@@ -146,7 +161,9 @@ std::string Base64Encode(const void* bytes, std::size_t length) {
     return text;
 }
 
-void WriteNote(Xml::XmlWriter& writer, const NotePtr& note) {
+namespace {
+
+void WriteNoteWithin(Xml::XmlWriter& writer, const NotePtr& note, std::size_t budget) {
     if (!note)
         throw std::invalid_argument("");
 
@@ -170,34 +187,50 @@ void WriteNote(Xml::XmlWriter& writer, const NotePtr& note) {
     writer.WriteFullEndElement();
 
     for (const CResource& resource : note->GetResources())
-        WriteResource(writer, resource);
+        WriteResource(writer, resource, budget);
 
     writer.WriteFullEndElement();
 }
 
-std::string BuildExportDocument(const NoteList& notes) {
-    std::size_t capacity = kDocumentFrame;
+} // namespace
+
+void WriteNote(Xml::XmlWriter& writer, const NotePtr& note) {
+    WriteNoteWithin(writer, note, std::numeric_limits<std::size_t>::max());
+}
+
+std::uint64_t ExportSizeBound(const NoteList& notes) {
+    std::uint64_t bytes = kDocumentFrame;
     for (const NotePtr& note : notes)
         if (note)
-            capacity += EstimateNote(*note);
+            bytes += EstimateNote(*note);
+    return bytes;
+}
+
+std::string BuildExportDocument(NoteList notes, std::size_t budget) {
+    const std::uint64_t bound = ExportSizeBound(notes);
+    if (bound > budget)
+        RefuseSize(bound, budget);
 
     Xml::XmlWriter writer(Xml::XmlWriterSettings{.indent = true, .byteOrderMark = true});
-    writer.Reserve(capacity);
+    writer.Reserve(static_cast<std::size_t>(bound)); // within the budget, so it fits
     writer.WriteStartDocument();
     writer.WriteDocType(kExportDocumentName, kExportDocumentName, kExportDtdSystemId);
     writer.WriteStartElement(kExportDocumentName);
-    for (const NotePtr& note : notes)
-        WriteNote(writer, note);
+    for (NotePtr& note : notes) {
+        WriteNoteWithin(writer, note, budget);
+        // Written: what it holds (attachments, their host objects) need not wait for the others.
+        note.reset();
+    }
     writer.WriteFullEndElement();
     writer.WriteEndDocument();
     writer.Flush();
     return writer.TakeOutput();
 }
 
-void BuildAndSendExport(const NoteList& notes, bool shiftPressed, SendFunction send) {
+void BuildAndSendExport(NoteList notes, bool shiftPressed, SendFunction send, std::size_t budget) {
     Logger& log = Logger::Instance();
     log.Info(u"Start build TXCE data.");
-    const std::string document = BuildExportDocument(notes);
+    const std::string document = BuildExportDocument(std::move(notes), budget);
     log.Info(u"TXCE data created.");
 
     // The hand-off carries a 32-bit length.

@@ -22,6 +22,13 @@ CResource::CResource(std::u16string reference, std::u16string mime, StringUTF8 d
       reference_(std::move(reference)), sourceUrl_(ReplaceNonXmlCharacters(std::move(sourceUrl))),
       data_(std::move(data)) {}
 
+CResource::CResource(std::u16string reference, std::u16string mime, ResourceContentPtr content,
+                     std::u16string sourceUrl)
+    : mime_(ReplaceNonXmlCharacters(mime.empty() && content ? NormaliseMime(SniffMime(content->Load().View()))
+                                                            : std::move(mime))),
+      reference_(std::move(reference)), sourceUrl_(ReplaceNonXmlCharacters(std::move(sourceUrl))),
+      content_(std::move(content)) {}
+
 void CResource::SetFileName(const std::u16string& fileName) {
     fileName_ = ReplaceNonXmlCharacters(fileName);
 }

@@ -60,15 +60,32 @@ public:
     virtual void SetFileName(const std::u16string& fileName) = 0;
 };
 
+// Bytes that a resource reads only when the export writes them, so that a clip holds one
+// attachment's bytes at a time and knows every size before anything is loaded.
+class IResourceContent {
+public:
+    virtual ~IResourceContent() = default;
+    // What Load gives, measured rather than declared.
+    virtual std::uint32_t Size() = 0;
+    // Read anew on every call; nothing is kept.
+    virtual StringUTF8 Load() = 0;
+};
+using ResourceContentPtr = std::shared_ptr<IResourceContent>;
+
 class CResource final : public IResource {
 public:
     // An empty `mime` is detected from the bytes (MimeSniffer), with the two legacy names normalised.
     CResource(std::u16string reference, std::u16string mime, StringUTF8 data, std::u16string sourceUrl);
+    // Bytes loaded on each GetData (an empty `mime` is sniffed from one load made here).
+    CResource(std::u16string reference, std::u16string mime, ResourceContentPtr content,
+              std::u16string sourceUrl);
     CResource(const CResource&) = default;
     CResource& operator=(const CResource&) = default;
 
     std::u16string GetMime() const override { return mime_; }
-    StringUTF8 GetData() const override { return data_; }
+    StringUTF8 GetData() const override { return content_ ? content_->Load() : data_; }
+    // The byte count GetData gives, without loading.
+    std::uint32_t Size() const { return content_ ? content_->Size() : data_.Length(); }
     std::u16string GetSourceUrl() const override { return sourceUrl_; }
     std::u16string GetReference() const override { return reference_; }
     std::u16string GetFileName() const override { return fileName_; }
@@ -80,6 +97,7 @@ private:
     std::u16string sourceUrl_;
     std::u16string fileName_;
     StringUTF8 data_;
+    ResourceContentPtr content_;
 };
 
 using MetadataList = std::vector<CMetadata>;

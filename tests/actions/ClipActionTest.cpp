@@ -107,13 +107,25 @@ void PrintTo(const Failure& failure, std::ostream* out) {
     *out << failure.name;
 }
 
+// A 4 GiB attachment that is never to be read.
+Notes::NotePtr NoteOverTheExportBudget() {
+    struct Huge final : Notes::IResourceContent {
+        std::uint32_t Size() override { return 0xFFFFFFFF; }
+        StringUTF8 Load() override { throw std::logic_error("loaded"); }
+    };
+    auto note = std::make_shared<Notes::CNote>();
+    note->GetResources().emplace_back(u"", u"application/pdf", std::make_shared<Huge>(), u"");
+    return note;
+}
+
 std::vector<Failure> Failures() {
     const std::u16string tooLarge = kNoteTooLargeMessage;
     return {
         {"PageNotLoaded", []() -> Notes::NoteList { throw CanNotCreateNoteException(u"page still loading"); },
          0, "Critical: CanNotCreateNoteException is thrown, msg - page still loading.", kNotLoadedText,
          u"Tessarix can not create note"},
-        {"NoteTooLarge", []() -> Notes::NoteList { throw NoteContentSizeExceededException(); }, 0,
+        // A selection whose document would pass the budget: refused before anything is built.
+        {"OverTheExportBudget", [] { return Notes::NoteList{NoteOverTheExportBudget()}; }, 0,
          "Critical: BaseException(unknown type) is thrown, msg - Tessarix cannot create the note because it "
          "is too "
          "large. Please select a part of the content and try clipping again..",

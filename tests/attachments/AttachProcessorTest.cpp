@@ -100,7 +100,8 @@ TEST_F(Policy, AttachAllAddsAnUnreferencedFileUnderTheBaseAddressAndSkipsHiddenO
     hidden->hidden = true;
     ItemLog log;
 
-    policy.Attach(MakeAttachment(u"report.pdf", u"report.pdf", "%PDF-1.4", u"application/pdf"));
+    auto file = MakeAttachment(u"report.pdf", u"report.pdf", "%PDF-1.4", u"application/pdf");
+    policy.Attach(file);
     policy.Attach(hidden);
     policy.Attach(nullptr);
 
@@ -108,6 +109,9 @@ TEST_F(Policy, AttachAllAddsAnUnreferencedFileUnderTheBaseAddressAndSkipsHiddenO
     EXPECT_EQ(Resources()[0].GetSourceUrl(), u"file:///C:/Outlook/Attachments/report.pdf");
     EXPECT_EQ(Resources()[0].GetReference(), u"");
     EXPECT_EQ(Resources()[0].GetMime(), u"application/pdf");
+    // Sized now, read only when the export writes it.
+    EXPECT_EQ(Resources()[0].Size(), 8u);
+    EXPECT_EQ(file->loads, 0);
     EXPECT_EQ(Resources()[0].GetData().View(), "%PDF-1.4");
     EXPECT_EQ(hidden->loads, 0);
     EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Info:   > Processed as normal attachment"}));

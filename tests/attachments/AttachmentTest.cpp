@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 
+#include "attachments/AttachProcessor.h"
 #include "core/FileSystem.h"
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
@@ -156,10 +158,27 @@ std::shared_ptr<FakeObject> OutlookAttachment(std::shared_ptr<FakeMapiProp> prop
     return object;
 }
 
-TEST(EmbededMessage, AnAttachedMessageIsAStandaloneOctetStream) {
+// An attached message whose SaveAsFile writes `size` bytes, declaring `declared` as PR_ATTACH_SIZE.
+std::shared_ptr<FakeObject> SavedMessage(std::size_t size, std::optional<std::uint32_t> declared,
+                                         int& saves) {
     auto prop = std::make_shared<FakeMapiProp>();
     prop->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_EMBEDDED_MSG);
-    EmbededMessage message(OutlookAttachment(prop, u"Re: numbers.msg"));
+    if (declared)
+        prop->Set(Mapi::kPR_ATTACH_SIZE, *declared);
+    auto object = OutlookAttachment(prop, u"Re: numbers.msg");
+    object->methods[u"SaveAsFile"] = [size, &saves](std::span<const Automation::Value> args,
+                                                    Automation::Value&) {
+        ++saves;
+        return Platform::WriteFile(std::get<std::u16string>(args[0]), std::string(size, 'm')) ? kS_OK
+                                                                                              : kE_FAIL;
+    };
+    return object;
+}
+
+TEST(EmbededMessage, AnAttachedMessageIsAStandaloneOctetStream) {
+    int saves = 0;
+    auto object = SavedMessage(0, std::nullopt, saves);
+    EmbededMessage message(object);
 
     EXPECT_EQ(message.GetFileName(), u"Re: numbers.msg");
     EXPECT_EQ(message.GetMimeType(), u"application/octet-stream");
@@ -168,41 +187,66 @@ TEST(EmbededMessage, AnAttachedMessageIsAStandaloneOctetStream) {
     EXPECT_EQ(message.GetRenderPosition(), -1);
     EXPECT_FALSE(message.IsEmbededImage());
     EXPECT_FALSE(message.IsHidden());
-    EXPECT_EQ(message.GetSize(), 0xFFFFFFFFu);
-
-    prop->Set(Mapi::kPR_ATTACH_SIZE, std::uint32_t{4096}).Set(Mapi::kPR_ATTACHMENT_HIDDEN, true);
-    EXPECT_EQ(message.GetSize(), 4096u);
+    std::static_pointer_cast<FakeMapiProp>(object->mapiObject)->Set(Mapi::kPR_ATTACHMENT_HIDDEN, true);
     EXPECT_TRUE(message.IsHidden());
-}
 
-TEST(EmbededMessage, AnUnreadableMapiObjectIsLoggedAndGivesDefaults) {
-    auto object = OutlookAttachment(std::make_shared<FakeMapiProp>(), u"a.msg");
     object->mapiObjectResult = kE_FAIL;
-    EmbededMessage message(object);
     ItemLog log;
-
     EXPECT_FALSE(message.IsHidden());
-    EXPECT_EQ(message.GetSize(), 0u);
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{
-                                  "Error: get_MAPIOBJECT() failed in EmbededMessage::IsHidden()!",
-                                  "Error: get_MAPIOBJECT() failed in EmbededMessage::GetSize()!",
-                              }));
+    EXPECT_EQ(log.Messages(),
+              (std::vector<std::string>{"Error: get_MAPIOBJECT() failed in EmbededMessage::IsHidden()!"}));
 }
 
-TEST(EmbededMessage, ContentIsWhatSaveAsFileWrites) {
+// The limit goes by the bytes SaveAsFile writes, whatever PR_ATTACH_SIZE declares.
+TEST(EmbededMessage, TheLimitTakesTheRealSizeNotTheDeclaredOne) {
+    const struct {
+        const char* name;
+        std::optional<std::uint32_t> declared;
+        std::size_t real;
+        bool refused;
+    } cases[] = {
+        {"small declared, big real", 4096, kMaxAttachmentSize + 1, true},
+        {"big declared, small real", 0xFFFFFFFF, 1000, false},
+        {"nothing declared, exactly the limit", std::nullopt, kMaxAttachmentSize, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        int saves = 0;
+        auto message = std::make_shared<EmbededMessage>(SavedMessage(c.real, c.declared, saves));
+        EXPECT_EQ(message->GetSize(), c.real);
+
+        auto note = std::make_shared<Notes::CNote>();
+        AttachAll policy(note, {});
+        if (c.refused) {
+            EXPECT_THROW(Attachments::Process({message}, policy), AttachmentSizeLimitExceededException);
+            EXPECT_TRUE(note->GetResources().empty());
+            StringUTF8 bytes;
+            EXPECT_THROW(message->LoadContentTo(bytes), AttachmentSizeLimitExceededException);
+            EXPECT_TRUE(bytes.Empty()) << "refused before it is read";
+        } else {
+            Attachments::Process({message}, policy);
+            ASSERT_EQ(note->GetResources().size(), 1u);
+            EXPECT_EQ(note->GetResources().front().GetData().Length(), c.real);
+        }
+        EXPECT_EQ(saves, 1) << "measured and loaded from one saved copy";
+    }
+}
+
+TEST(EmbededMessage, ContentIsWhatSaveAsFileWritesAndTheCopyGoesWithTheObject) {
     auto object = OutlookAttachment(std::make_shared<FakeMapiProp>(), u"a.msg");
     std::u16string savedTo;
     object->methods[u"SaveAsFile"] = [&](std::span<const Automation::Value> args, Automation::Value&) {
         savedTo = std::get<std::u16string>(args[0]);
         return Platform::WriteFile(savedTo, std::string("\xD0\xCF\x11\xE0 message", 12)) ? kS_OK : kE_FAIL;
     };
-    EmbededMessage message(object);
+    auto message = std::make_unique<EmbededMessage>(object);
     ItemLog log;
 
     StringUTF8 bytes;
-    message.LoadContentTo(bytes);
+    message->LoadContentTo(bytes);
     EXPECT_EQ(bytes.View(), std::string_view("\xD0\xCF\x11\xE0 message", 12));
-    EXPECT_FALSE(savedTo.empty());
+    ASSERT_FALSE(savedTo.empty());
+    message.reset();
     EXPECT_FALSE(Platform::ReadFile(savedTo).has_value()) << "the temporary file is removed";
 
     const auto lines = log.Lines();

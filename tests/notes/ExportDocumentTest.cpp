@@ -38,6 +38,50 @@ CResource MakeResource(std::string bytes, std::u16string mime, std::u16string ur
     return CResource(u"ref", std::move(mime), StringUTF8::Copy(bytes), std::move(url));
 }
 
+// Resource bytes read on demand, telling what was alive at each load: the notes written before
+// (each note holds its own content, so a content gone is its note gone) and earlier loads' bytes.
+struct LoadWatch {
+    int contentsGone = 0;
+    int buffersAlive = 0;
+    struct Load {
+        int contentsGone, buffersAlive;
+    };
+    std::vector<Load> loads;
+};
+
+class WatchedContent final : public IResourceContent {
+public:
+    WatchedContent(LoadWatch& watch, std::uint32_t size, std::string bytes)
+        : watch_(watch), size_(size), bytes_(std::move(bytes)) {}
+    ~WatchedContent() override { ++watch_.contentsGone; }
+    std::uint32_t Size() override { return size_; }
+    StringUTF8 Load() override {
+        watch_.loads.push_back({watch_.contentsGone, watch_.buffersAlive});
+        ++watch_.buffersAlive;
+        // Each load's bytes differ, so a second build would show.
+        const std::string bytes = bytes_ + std::to_string(watch_.loads.size());
+        std::shared_ptr<const char[]> buffer(new char[bytes.size()], [&watch = watch_](const char* p) {
+            --watch.buffersAlive;
+            delete[] p;
+        });
+        std::memcpy(const_cast<char*>(buffer.get()), bytes.data(), bytes.size());
+        return StringUTF8(std::move(buffer), static_cast<std::uint32_t>(bytes.size()));
+    }
+
+private:
+    LoadWatch& watch_;
+    std::uint32_t size_;
+    std::string bytes_;
+};
+
+NotePtr NoteWithContent(LoadWatch& watch, std::uint32_t size, std::string bytes = "abc") {
+    auto note = MakeNote(u"t", u"c", {CMetadata(u"created", u"2011-03-07T13:05:09.042Z")});
+    note->GetResources().emplace_back(u"", u"application/pdf",
+                                      std::make_shared<WatchedContent>(watch, size, std::move(bytes)),
+                                      u"file:///C:/Outlook/Attachments/a.pdf");
+    return note;
+}
+
 // The text between <tag> and </tag> of the first such element.
 std::string ElementText(const std::string& document, const std::string& tag) {
     const auto open = document.find("<" + tag + ">");
@@ -225,6 +269,67 @@ TEST_F(BuildAndSendTest, DumpsAndSendsTheSameBytesAndLogsEachStep) {
     const auto lines = again.Lines();
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(lines[3], "Info: Sending TXCE data, SHIFT not pressed.");
+}
+
+TEST_F(BuildAndSendTest, NotesAreWrittenOneAtATimeAndLetGoOnceWritten) {
+    LoadWatch watch;
+    NoteList notes;
+    for (int i = 0; i < 3; ++i)
+        notes.push_back(NoteWithContent(watch, 4));
+    BuildAndSendExport(std::move(notes), false, &RecordSend);
+
+    ASSERT_EQ(watch.loads.size(), 3u) << "each resource is loaded once";
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(watch.loads[i].contentsGone, i) << "the notes before note " << i << " are gone";
+        EXPECT_EQ(watch.loads[i].buffersAlive, 0) << "no earlier bytes are held at load " << i;
+    }
+    EXPECT_EQ(watch.contentsGone, 3);
+    // Loads give different bytes each time: dump and hand-off come from the one build.
+    ASSERT_EQ(sends_.size(), 1u);
+    EXPECT_NE(sends_[0].bytes.find(Base64Encode("abc3", 4)), std::string::npos);
+    EXPECT_EQ(Platform::ReadFile(dumpFile_).value_or("<no dump>"), sends_[0].bytes);
+}
+
+// The bound (known before anything is written) against the budget: over it nothing is loaded,
+// built, dumped or sent, and the user gets the "too large" message.
+TEST_F(BuildAndSendTest, ADocumentOverTheBudgetIsRefusedBeforeAnythingIsLoaded) {
+    LoadWatch watch;
+    const auto bound = static_cast<std::size_t>(ExportSizeBound({NoteWithContent(watch, 3000)}));
+    EXPECT_GE(bound, Base64Length(3000));
+    const struct {
+        const char* name;
+        std::uint32_t size; // what the resource says it holds
+        std::size_t loaded; // what it gives
+        std::size_t budget;
+        bool sent;
+        std::size_t loads;
+    } cases[] = {
+        {"at the budget", 3000, 3000, bound, true, 1},
+        {"one byte over", 3000, 3000, bound - 1, false, 0},
+        {"4 GiB against the product's budget", 0xFFFFFFFF, 3, kExportBudget, false, 0},
+        {"more loaded than said", 3000, 6000, bound, false, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        sends_.clear();
+        Platform::DeleteFile(dumpFile_);
+        LoadWatch loads;
+        Testing::ItemLog log;
+        NoteList notes{NoteWithContent(loads, c.size, std::string(c.loaded - 1, 'x'))};
+        if (c.sent) {
+            BuildAndSendExport(std::move(notes), false, &RecordSend, c.budget);
+            EXPECT_EQ(sends_.size(), 1u);
+        } else {
+            EXPECT_THROW(BuildAndSendExport(std::move(notes), false, &RecordSend, c.budget),
+                         NoteContentSizeExceededException);
+            EXPECT_TRUE(sends_.empty());
+            EXPECT_FALSE(Platform::ReadFile(dumpFile_).has_value());
+            const auto lines = log.Lines();
+            ASSERT_EQ(lines.size(), 2u);
+            EXPECT_TRUE(lines[1].starts_with("Error: TXCE data of ")) << lines[1];
+        }
+        EXPECT_EQ(loads.loads.size(), c.loads);
+    }
 }
 
 TEST_F(BuildAndSendTest, FailedHandOffRaisesItsResult) {

@@ -56,6 +56,28 @@ TEST(CResource, SniffsTheTypeOfCommonImages) {
     EXPECT_EQ(ToUtf8(Sniffed("Dear Sir,\r\nplain words only.\r\n").GetMime()), "text/plain");
 }
 
+// Bytes read on demand: sized without a load, sniffed from one, loaded again for each GetData.
+TEST(CResource, ContentReadOnDemand) {
+    struct Content final : IResourceContent {
+        int loads = 0;
+        std::uint32_t Size() override { return static_cast<std::uint32_t>(kPng.size()); }
+        StringUTF8 Load() override {
+            ++loads;
+            return StringUTF8::Copy(kPng);
+        }
+    };
+    for (const char16_t* mime : {u"application/x-y", u""}) {
+        auto content = std::make_shared<Content>();
+        const CResource resource(u"", mime, content, u"");
+        EXPECT_EQ(resource.GetMime(), *mime ? mime : u"image/png");
+        const int sniffed = *mime ? 0 : 1;
+        EXPECT_EQ(content->loads, sniffed);
+        EXPECT_EQ(resource.Size(), kPng.size());
+        EXPECT_EQ(resource.GetData().View(), kPng);
+        EXPECT_EQ(content->loads, sniffed + 1);
+    }
+}
+
 TEST(CResource, EmptyBytesGiveNoType) {
     EXPECT_EQ(SniffMime(""), u"");
     EXPECT_EQ(Sniffed("").GetMime(), u"");
