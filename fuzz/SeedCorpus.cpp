@@ -58,6 +58,12 @@ std::string Utf16Le(std::u16string_view text) {
     return out;
 }
 
+// Each HTML under a limit that it passes and under ones that it may not.
+void AddHtml(SeedWriter& seeds, const std::string& html) {
+    for (const char* limit : {"\xFF\xFF", "\xFF\x0F", "\xFF\x00"})
+        seeds.Add("html_pipeline", std::string(1, '\0') + limit + html);
+}
+
 // The bodies, titles and names of one message and of the messages attached to it.
 void AddMessage(SeedWriter& seeds, const Msg::MessagePtr& message) {
     const auto& props = *message->Props();
@@ -72,7 +78,7 @@ void AddMessage(SeedWriter& seeds, const Msg::MessagePtr& message) {
         }
     }
     if (const auto html = props.Binary(Mapi::kPR_HTML))
-        seeds.Add("html_pipeline", std::string("\0\xFF\xFF", 3) + *html);
+        AddHtml(seeds, *html);
     const std::u16string body = props.String(kBody).value_or(u"");
     if (!body.empty()) {
         seeds.Add("text_to_html", '\0' + ToUtf8(body));
@@ -122,7 +128,7 @@ int main(int argc, char** argv) {
         fs::remove_all(items);
         for (const auto& entry : fs::directory_iterator(argv[2]))
             if (entry.path().extension() == ".html")
-                seeds.Add("html_pipeline", std::string("\0\xFF\xFF", 3) + ReadFile(entry.path()));
+                AddHtml(seeds, ReadFile(entry.path()));
         std::printf("tx-fuzz-seeds: %d seeds written to %s\n", seeds.Count(), out.c_str());
         return 0;
     } catch (const Msg::MsgFileError& e) {
