@@ -20,11 +20,23 @@ if(TX_SANITIZE)
     message(FATAL_ERROR "TX_SANITIZE is for the native build; MinGW-w64 has no sanitizer runtimes")
   endif()
   set(TX_SANITIZE_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all)
-  # The instrumentation confuses GCC's flow analysis: libstdc++'s own <regex> then "may be used
-  # uninitialized". The plain build keeps that warning.
-  target_compile_options(tx_options INTERFACE ${TX_SANITIZE_FLAGS} -fno-omit-frame-pointer
-                                              -Wno-maybe-uninitialized)
+  target_compile_options(tx_options INTERFACE ${TX_SANITIZE_FLAGS} -fno-omit-frame-pointer)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The instrumentation confuses GCC's flow analysis: libstdc++'s own <regex> then "may be used
+    # uninitialized". The plain build keeps that warning.
+    target_compile_options(tx_options INTERFACE -Wno-maybe-uninitialized)
+  endif()
   target_link_options(tx_options INTERFACE ${TX_SANITIZE_FLAGS})
+endif()
+
+# The fuzz targets (fuzz/, docs/fuzzing.md): libFuzzer's coverage instrumentation in all of the
+# project's code, the fuzzer's own main only in the targets.
+option(TX_FUZZ "Build the libFuzzer targets (clang, with TX_SANITIZE)" OFF)
+if(TX_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR NOT TX_SANITIZE)
+    message(FATAL_ERROR "TX_FUZZ needs clang and TX_SANITIZE (the fuzz preset)")
+  endif()
+  target_compile_options(tx_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 if(WIN32)
