@@ -73,11 +73,14 @@ public:
 
     bool IsOpen() const { return handle_ != nullptr; }
     bool Write(const char* bytes, std::size_t length); // writes and flushes
-    std::uint64_t Size() const;                        // the file's size now
+    // The file's size: read once at opening, then counted as this object appends, so that a write
+    // costs one system call. Another process appending to the same file is not counted.
+    std::uint64_t Size() const { return size_; }
     void Close();
 
 private:
     void* handle_ = nullptr; // FILE*
+    std::uint64_t size_ = 0;
 };
 
 // Debugger output (OutputDebugStringW on Windows; nothing on POSIX).

@@ -215,16 +215,24 @@ AppendFile::AppendFile(const std::u16string& path) {
     const int fd = OpenPlainFile(path, O_WRONLY | O_APPEND);
     if (fd < 0)
         return;
-    handle_ = fdopen(fd, "ab");
-    if (!handle_)
+    struct stat status {};
+    if (fstat(fd, &status) != 0) {
         close(fd);
+        return;
+    }
+    handle_ = fdopen(fd, "ab");
+    if (!handle_) {
+        close(fd);
+        return;
+    }
+    size_ = static_cast<std::uint64_t>(status.st_size);
 }
 
 AppendFile::~AppendFile() {
     Close();
 }
 
-AppendFile::AppendFile(AppendFile&& other) noexcept : handle_(other.handle_) {
+AppendFile::AppendFile(AppendFile&& other) noexcept : handle_(other.handle_), size_(other.size_) {
     other.handle_ = nullptr;
 }
 
@@ -232,6 +240,7 @@ AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
     if (this != &other) {
         Close();
         handle_ = other.handle_;
+        size_ = other.size_;
         other.handle_ = nullptr;
     }
     return *this;
@@ -241,20 +250,10 @@ bool AppendFile::Write(const char* bytes, std::size_t length) {
     if (!handle_)
         return false;
     const bool written = std::fwrite(bytes, 1, length, AsFile(handle_)) == length;
-    return std::fflush(AsFile(handle_)) == 0 && written;
-}
-
-std::uint64_t AppendFile::Size() const {
-    if (!handle_)
-        return 0;
-    std::FILE* f = AsFile(handle_);
-    const off_t position = ftello(f);
-    if (fseeko(f, 0, SEEK_END) != 0)
-        return 0;
-    const off_t end = ftello(f);
-    if (position >= 0)
-        fseeko(f, position, SEEK_SET);
-    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+    const bool flushed = std::fflush(AsFile(handle_)) == 0;
+    // Counted as written: a short write is rare and only makes the rotation come a line late.
+    size_ += length;
+    return flushed && written;
 }
 
 void AppendFile::Close() {
@@ -262,6 +261,7 @@ void AppendFile::Close() {
         std::fclose(AsFile(handle_));
         handle_ = nullptr;
     }
+    size_ = 0;
 }
 
 void DebugTrace(const std::u16string&) {}

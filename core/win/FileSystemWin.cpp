@@ -242,16 +242,24 @@ AppendFile::AppendFile(const std::u16string& path) {
     const int fd = OpenPlainFile(path, _O_WRONLY | _O_APPEND);
     if (fd < 0)
         return;
-    handle_ = ::_fdopen(fd, "ab");
-    if (!handle_)
+    const __int64 length = ::_filelengthi64(fd);
+    if (length < 0) {
         ::_close(fd);
+        return;
+    }
+    handle_ = ::_fdopen(fd, "ab");
+    if (!handle_) {
+        ::_close(fd);
+        return;
+    }
+    size_ = static_cast<std::uint64_t>(length);
 }
 
 AppendFile::~AppendFile() {
     Close();
 }
 
-AppendFile::AppendFile(AppendFile&& other) noexcept : handle_(other.handle_) {
+AppendFile::AppendFile(AppendFile&& other) noexcept : handle_(other.handle_), size_(other.size_) {
     other.handle_ = nullptr;
 }
 
@@ -259,6 +267,7 @@ AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
     if (this != &other) {
         Close();
         handle_ = other.handle_;
+        size_ = other.size_;
         other.handle_ = nullptr;
     }
     return *this;
@@ -268,20 +277,10 @@ bool AppendFile::Write(const char* bytes, std::size_t length) {
     if (!handle_)
         return false;
     const bool written = std::fwrite(bytes, 1, length, AsFile(handle_)) == length;
-    return std::fflush(AsFile(handle_)) == 0 && written;
-}
-
-std::uint64_t AppendFile::Size() const {
-    if (!handle_)
-        return 0;
-    std::FILE* f = AsFile(handle_);
-    const __int64 position = ::_ftelli64(f);
-    if (::_fseeki64(f, 0, SEEK_END) != 0)
-        return 0;
-    const __int64 end = ::_ftelli64(f);
-    if (position >= 0)
-        ::_fseeki64(f, position, SEEK_SET);
-    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+    const bool flushed = std::fflush(AsFile(handle_)) == 0;
+    // Counted as written: a short write is rare and only makes the rotation come a line late.
+    size_ += length;
+    return flushed && written;
 }
 
 void AppendFile::Close() {
@@ -289,6 +288,7 @@ void AppendFile::Close() {
         std::fclose(AsFile(handle_));
         handle_ = nullptr;
     }
+    size_ = 0;
 }
 
 void DebugTrace(const std::u16string& text) {
