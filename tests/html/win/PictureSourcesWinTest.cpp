@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "core/Utf.h"
 #include "html/Cleanup.h"
@@ -36,6 +37,14 @@ public:
     CacheEntry(const CacheEntry&) = delete;
     CacheEntry& operator=(const CacheEntry&) = delete;
     bool Ok() const { return ok_; }
+    // How many readers hold the entry locked (a stream not unlocked keeps it).
+    DWORD UseCount() const {
+        DWORD size = 0;
+        ::GetUrlCacheEntryInfoW(AsWide(url_), nullptr, &size);
+        std::vector<std::uint64_t> record((size + 7) / 8 + 1);
+        auto* info = reinterpret_cast<INTERNET_CACHE_ENTRY_INFOW*>(record.data());
+        return ::GetUrlCacheEntryInfoW(AsWide(url_), info, &size) ? info->dwUseCount : ~DWORD{0};
+    }
 
 private:
     std::u16string url_;
@@ -48,6 +57,7 @@ TEST(PictureSourcesWin, ReadsAPictureFromTheUrlCache) {
     const auto bytes = Html::Pictures::FromCache(u"http://pictures.example.com/logo.png");
     ASSERT_TRUE(bytes.has_value());
     EXPECT_EQ(std::string(bytes->View()), "cached picture bytes");
+    EXPECT_EQ(entry.UseCount(), 0u) << "the stream is unlocked again";
     EXPECT_FALSE(Html::Pictures::FromCache(u"http://pictures.example.com/absent.png").has_value());
     EXPECT_FALSE(Html::Pictures::FromCache(u"").has_value());
 }
