@@ -451,11 +451,6 @@ TEST(MsgItem, AttachmentsCollectionAndSaveAsFile) {
     std::filesystem::remove_all(dir);
 }
 
-TEST(MsgItem, AutomationDates) {
-    EXPECT_NEAR(LocalFileTimeToAutomationDate(kMarch7).value, kMarch7Date, 1e-6);
-    EXPECT_DOUBLE_EQ(LocalFileTimeToAutomationDate(FileTime{}).value, -109205.0) << "1 January 1601";
-}
-
 // A local midnight stored as UTC is the writer's calendar day, whatever the reader's zone; only
 // the hours that both sides of the date line could have written ask for the writer's zone, else
 // the reader's.
