@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <vector>
 
 #include "core/Utf.h"
@@ -19,10 +20,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// An entry of the user's URL cache, removed again at the end.
+// An entry of the user's URL cache, removed again at the end. Its address is new in every run: an
+// entry that an earlier run left locked (one that crashed, or a build that never unlocked) stays
+// so in the prefix, and Wine then refuses to commit that address again.
 class CacheEntry {
 public:
-    CacheEntry(std::u16string url, const std::string& bytes) : url_(std::move(url)) {
+    CacheEntry(std::u16string_view name, const std::string& bytes)
+        : url_(u"http://pictures.example.com/" + std::u16string(name) + u"?run=" +
+               FromUtf8(std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(::GetTickCount64()))) {
         wchar_t file[MAX_PATH] = {};
         ok_ =
             ::CreateUrlCacheEntryW(AsWide(url_), static_cast<DWORD>(bytes.size()), L"png", file, 0) != FALSE;
@@ -37,6 +42,7 @@ public:
     CacheEntry(const CacheEntry&) = delete;
     CacheEntry& operator=(const CacheEntry&) = delete;
     bool Ok() const { return ok_; }
+    const std::u16string& Url() const { return url_; }
     // How many readers hold the entry locked (a stream not unlocked keeps it).
     DWORD UseCount() const {
         DWORD size = 0;
@@ -52,9 +58,9 @@ private:
 };
 
 TEST(PictureSourcesWin, ReadsAPictureFromTheUrlCache) {
-    CacheEntry entry(u"http://pictures.example.com/logo.png", "cached picture bytes");
+    CacheEntry entry(u"logo.png", "cached picture bytes");
     ASSERT_TRUE(entry.Ok());
-    const auto bytes = Html::Pictures::FromCache(u"http://pictures.example.com/logo.png");
+    const auto bytes = Html::Pictures::FromCache(entry.Url());
     ASSERT_TRUE(bytes.has_value());
     EXPECT_EQ(std::string(bytes->View()), "cached picture bytes");
     EXPECT_EQ(entry.UseCount(), 0u) << "the stream is unlocked again";
@@ -63,14 +69,14 @@ TEST(PictureSourcesWin, ReadsAPictureFromTheUrlCache) {
 }
 
 TEST(PictureSourcesWin, CleanupTakesTheCacheFirstThenTheFile) {
-    CacheEntry entry(u"http://pictures.example.com/a.png", "from the cache");
+    CacheEntry entry(u"a.png", "from the cache");
     ASSERT_TRUE(entry.Ok());
     const fs::path file = fs::temp_directory_path() / "tx-html-win-picture.png";
     std::ofstream(file, std::ios::binary) << "from the file";
     const std::u16string fileAddress = u"file:///" + file.generic_u16string();
 
     Testing::FakeDocument doc;
-    doc.AddImage(u"http://pictures.example.com/a.png");
+    doc.AddImage(entry.Url());
     doc.AddImage(fileAddress);
     doc.AddImage(u"http://pictures.example.com/not-cached.png");
     Notes::ResourceList resources;
@@ -80,7 +86,7 @@ TEST(PictureSourcesWin, CleanupTakesTheCacheFirstThenTheFile) {
 
     ASSERT_EQ(resources.size(), 2u);
     EXPECT_EQ(std::string(resources[0].GetData().View()), "from the cache");
-    EXPECT_EQ(resources[0].GetSourceUrl(), u"http://pictures.example.com/a.png");
+    EXPECT_EQ(resources[0].GetSourceUrl(), entry.Url());
     EXPECT_EQ(std::string(resources[1].GetData().View()), "from the file");
     EXPECT_EQ(unresolved, std::vector<std::u16string>{u"http://pictures.example.com/not-cached.png"});
 }
