@@ -15,6 +15,7 @@
 
 #include "core/FileSystem.h"
 #include "core/Utf.h"
+#include "core/win/FileSystemWin.h"
 #include "core/win/Libraries.h"
 
 // This file defines the seam's own CreateDirectory and DeleteFile.
@@ -64,19 +65,12 @@ std::u16string ForwardSlashes(std::u16string path) {
     return path;
 }
 
-// FOLDERID_LocalAppDataLow; SHGetKnownFolderPath is looked up at run time because Windows XP
-// (and so Outlook 2003's oldest host) does not have it.
+// FOLDERID_LocalAppDataLow.
 constexpr GUID kLocalAppDataLow = {
     0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
-using GetKnownFolderPath = HRESULT(WINAPI*)(const GUID&, DWORD, HANDLE, PWSTR*);
-static_assert(std::is_same_v<GetKnownFolderPath, decltype(&::SHGetKnownFolderPath)>);
+static_assert(std::is_same_v<KnownFolderPathFunction, decltype(&::SHGetKnownFolderPath)>);
 
-std::u16string KnownFolderLocalLow() {
-    Win::UniqueModule shell(Win::LoadSystemLibrary(L"shell32.dll"));
-    if (!shell)
-        return {};
-    const auto get = reinterpret_cast<GetKnownFolderPath>(
-        reinterpret_cast<void*>(::GetProcAddress(shell.get(), "SHGetKnownFolderPath")));
+std::u16string KnownFolderLocalLow(KnownFolderPathFunction get) {
     if (!get)
         return {};
     PWSTR raw = nullptr;
@@ -135,8 +129,17 @@ SystemTime UtcTime() {
 }
 
 std::u16string UserLogBaseFolder() {
+    // Looked up at run time: Windows XP (and so Outlook 2003's oldest host) does not have it.
+    Win::UniqueModule shell(Win::LoadSystemLibrary(L"shell32.dll"));
+    const auto get = shell ? reinterpret_cast<KnownFolderPathFunction>(reinterpret_cast<void*>(
+                                 ::GetProcAddress(shell.get(), "SHGetKnownFolderPath")))
+                           : nullptr;
+    return UserLogBaseFolder(get);
+}
+
+std::u16string UserLogBaseFolder(KnownFolderPathFunction knownFolderPath) {
     try {
-        std::u16string folder = KnownFolderLocalLow();
+        std::u16string folder = KnownFolderLocalLow(knownFolderPath);
         if (folder.empty())
             folder = SpecialFolderLocalAppData();
         return folder;

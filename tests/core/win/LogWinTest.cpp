@@ -6,41 +6,79 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <regex>
 
 #include "core/Log.h"
 #include "core/Utf.h"
+#include "core/win/FileSystemWin.h"
 
 using namespace Tessarix;
 
 namespace {
 
-// Asked here independently of the code under test.
+constexpr GUID kLocalLow = {0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
+
+std::u16string ForwardSlashes(std::u16string s) {
+    for (auto& c : s)
+        if (c == u'\\')
+            c = u'/';
+    return s;
+}
+
+// Both folders asked here independently of the code under test.
 std::u16string LocalLowFolder() {
-    static const GUID localLow = {
-        0xA520A1A4, 0x1780, 0x4FF6, {0xBD, 0x18, 0x16, 0x73, 0x43, 0xC5, 0xAF, 0x16}};
     PWSTR raw = nullptr;
-    const HRESULT hr = ::SHGetKnownFolderPath(localLow, 0, nullptr, &raw);
+    const HRESULT hr = ::SHGetKnownFolderPath(kLocalLow, 0, nullptr, &raw);
     std::unique_ptr<wchar_t, decltype(&::CoTaskMemFree)> owner(raw, &::CoTaskMemFree);
     return SUCCEEDED(hr) && raw ? FromWide(raw) : std::u16string();
 }
 
-std::u16string Lower(std::u16string s) {
-    for (auto& c : s)
-        if (c >= u'A' && c <= u'Z')
-            c = static_cast<char16_t>(c - u'A' + u'a');
-    return s;
+std::u16string LocalAppDataFolder() {
+    wchar_t buffer[MAX_PATH + 1] = {};
+    return ::SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_LOCAL_APPDATA, FALSE) ? FromWide(buffer)
+                                                                                  : std::u16string();
 }
 
-std::u16string Slashes(std::u16string s) {
-    for (auto& c : s)
-        if (c == u'/')
-            c = u'\\';
-    return s;
+// A stand-in for SHGetKnownFolderPath that records what it was asked for.
+struct KnownFolderCall {
+    GUID folder{};
+    DWORD flags = 1;
+    HANDLE token = INVALID_HANDLE_VALUE;
+};
+KnownFolderCall lastCall;
+
+HRESULT WINAPI AnswerStandIn(const GUID& folder, DWORD flags, HANDLE token, PWSTR* path) {
+    lastCall = {folder, flags, token};
+    static const wchar_t answer[] = L"C:\\Stand\\In";
+    *path = static_cast<PWSTR>(::CoTaskMemAlloc(sizeof answer));
+    std::memcpy(*path, answer, sizeof answer);
+    return S_OK;
+}
+
+HRESULT WINAPI Fail(const GUID&, DWORD, HANDLE, PWSTR* path) {
+    *path = nullptr;
+    return E_FAIL;
 }
 
 } // namespace
+
+TEST(ProcessLogger, BaseFolderIsLocalLowElseLocalAppData) {
+    const std::u16string localLow = LocalLowFolder(), localAppData = LocalAppDataFolder();
+    ASSERT_FALSE(localLow.empty());
+    ASSERT_FALSE(localAppData.empty());
+    ASSERT_NE(localLow, localAppData);
+    EXPECT_EQ(Platform::UserLogBaseFolder(), ForwardSlashes(localLow));
+
+    EXPECT_EQ(Platform::UserLogBaseFolder(&AnswerStandIn), u"C:/Stand/In");
+    EXPECT_TRUE(::IsEqualGUID(lastCall.folder, kLocalLow));
+    EXPECT_EQ(lastCall.flags, 0u);
+    EXPECT_EQ(lastCall.token, nullptr);
+    // Without SHGetKnownFolderPath (Windows XP), or when it fails: the older lookup.
+    EXPECT_EQ(Platform::UserLogBaseFolder(nullptr), ForwardSlashes(localAppData));
+    EXPECT_EQ(Platform::UserLogBaseFolder(&Fail), ForwardSlashes(localAppData));
+}
 
 TEST(ProcessLogger, WritesCrCrLfUtf8LinesIntoTheUserLocalLowFolder) {
     const std::u16string localLow = LocalLowFolder();
@@ -50,7 +88,7 @@ TEST(ProcessLogger, WritesCrCrLfUtf8LinesIntoTheUserLocalLowFolder) {
     if (!log.HasFileNamePattern())
         log.SetFileNamePattern(LogFileNamePattern(u"OLClipper", u'_'));
     ASSERT_TRUE(log.IsOpen());
-    EXPECT_EQ(Lower(Slashes(log.Directory())), Lower(localLow + u"\\Tessarix\\Tessarix\\Logs\\"));
+    EXPECT_EQ(log.Directory(), ForwardSlashes(localLow) + u"\\Tessarix\\Tessarix\\Logs\\");
     EXPECT_TRUE(std::regex_match(ToUtf8(log.CurrentFileName()),
                                  std::regex(R"(OLClipper_\d{4}-\d\d-\d\d(_\d+)?\.txt)")))
         << ToUtf8(log.CurrentFileName());
