@@ -5,7 +5,7 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/LogText.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 
 namespace Tessarix {
 

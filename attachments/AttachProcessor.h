@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "attachments/IAttachment.h"
 #include "core/Automation.h"
+#include "itemaccess/IAttachment.h"
 #include "notes/Note.h"
 
 namespace Tessarix {

@@ -5,8 +5,8 @@
 #include "attachments/OlePackage.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "itemaccess/MapiProperties.h"
 #include "notes/MimeSniffer.h"
-#include "wrappers/MapiProperties.h"
 
 namespace Tessarix {
 
