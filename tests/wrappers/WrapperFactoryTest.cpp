@@ -154,5 +154,36 @@ TEST(WrapperFactory, AnItemWithoutTheInterfaceGivesAWrapperThatRefusesToBuild) {
     }
 }
 
+// The factory's and each wrapper's scopes, in the order a note of each type is made: sticky notes
+// alone have no attachment step.
+TEST(WrapperFactory, EachTypeTracesItsScopesInOrder) {
+    using Testing::Scope;
+    Testing::SelectionScope noSelection;
+    const std::string wrappers[] = {"MailWrapper",           "TaskWrapper",       "ContactWrapper",
+                                    "AppointmentWrapper",    "NoteWrapper",       "JournalWrapper",
+                                    "MeetingRequestWrapper", "AppointmentWrapper"};
+    ASSERT_EQ(std::size(wrappers), SupportedClasses().size());
+    std::size_t row = 0;
+    for (const auto& supported : SupportedClasses()) {
+        const std::string& wrapper = wrappers[row++];
+        auto item = ItemOfClass(supported.messageClass, {supported.iid});
+        ItemLog log;
+        {
+            WrapperFactory factory(std::make_shared<Testing::FakePipeline>());
+            factory.CreateWrapper(item)->BuildNote();
+        }
+        const auto build = wrapper == "NoteWrapper"
+                               ? Scope(wrapper + "::BuildNote()")
+                               : Scope(wrapper + "::BuildNote()", {Scope("BaseWrapper::AddAttachments()")});
+        EXPECT_EQ(log.Traces({"WrapperFactory::", "Global::GetMessageClass", "Global::InitTypesMap",
+                              wrapper + "::", "BaseWrapper::"}),
+                  Testing::Scopes({Scope("WrapperFactory::Ctor", {Scope("Global::InitTypesMap()")}),
+                                   Scope("WrapperFactory::CreateWrapper()",
+                                         {Scope("Global::GetMessageClass()"), Scope(wrapper + "::Ctor")}),
+                                   build, Scope(wrapper + "::Dtor"), Scope("WrapperFactory::Dtor")}))
+            << ToUtf8(supported.messageClass);
+    }
+}
+
 } // namespace
 } // namespace Tessarix
