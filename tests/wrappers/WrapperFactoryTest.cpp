@@ -56,7 +56,6 @@ TEST(WrapperFactory, PicksTheWrapperByExactMessageClass) {
         EXPECT_EQ(log.Messages(),
                   (std::vector<std::string>{"Info: WrapperFactory::CreateWrapper: " + supported.logLine}))
             << ToUtf8(supported.messageClass);
-        EXPECT_TRUE(Testing::Contains(log.Lines(), "Debug: WrapperFactory::CreateWrapper() call begin"));
     }
 }
 
@@ -111,21 +110,12 @@ TEST(WrapperFactory, OnlyTheFirstFactoryFillsTheTable) {
 
     // A refill would bring the row back.
     table[u"IPM.Note"] = 0;
-    ItemLog log;
     {
         WrapperFactory second;
         EXPECT_EQ(second.CreateWrapper(ItemOfClass(u"IPM.Note", {Outlook::kIID_MailItem})), nullptr);
     }
     table[u"IPM.Note"] = 1;
     EXPECT_EQ(table, filled);
-
-    const std::vector<std::string> expected = {
-        "Debug: WrapperFactory::Ctor call begin", "Debug: Global::InitTypesMap() call begin",
-        "Debug: Global::InitTypesMap() call end", "Debug: WrapperFactory::Ctor call end"};
-    const auto lines = log.Lines();
-    ASSERT_GE(lines.size(), expected.size());
-    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 4), expected);
-    EXPECT_EQ(lines.back(), "Debug: WrapperFactory::Dtor call end");
 }
 
 // The wrapper of an item that lacks its class's interface holds no item: building refuses clearly
