@@ -7,7 +7,7 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/Utils.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 #include "wrappers/Wrapper.h"
 
 namespace Tessarix::Global {

@@ -5,7 +5,7 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/LogText.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 
 namespace Tessarix {
 
@@ -176,19 +176,26 @@ void RefuseTooLarge(const std::u16string& fileName) {
         u"Tessarix cannot create the note because the attachment \"%s\" is larger than 25 MB.", fileName));
 }
 
-AttachmentList Collect(Automation::IObject* attachments) {
+namespace {
+
+// Items 1 to `count` of an Outlook collection, wrapped; those that cannot be are left out.
+AttachmentList CollectItems(Automation::IObject& attachments, std::int32_t count) {
     AttachmentList list;
-    if (!attachments)
-        return list;
-    const std::int32_t count = Automation::GetInt(*attachments, u"Count");
-    Log().Info(Format(u"  Count of attachments: %d", count));
     AttachmentUtils utils;
     for (std::int32_t i = 1; i <= count; ++i) {
-        const auto item = Automation::AsObject(Automation::CallMethod(*attachments, u"Item", {i}));
+        const auto item = Automation::AsObject(Automation::CallMethod(attachments, u"Item", {i}));
         if (auto wrapped = utils.Wrap(item))
             list.push_back(std::move(wrapped));
     }
     return list;
+}
+
+} // namespace
+
+AttachmentList Collect(Automation::IObject* attachments) {
+    if (!attachments)
+        return {};
+    return CollectItems(*attachments, Automation::GetInt(*attachments, u"Count"));
 }
 
 void Process(const AttachmentList& attachments, AttachProcessor& processor) {
@@ -209,7 +216,10 @@ void Process(const AttachmentList& attachments, AttachProcessor& processor) {
 void AddAll(Automation::IObject* attachments, AttachProcessor& processor) {
     if (!attachments)
         return;
-    Process(Collect(attachments), processor);
+    // Logged here, not in Collect: the body's attachment marks collect the same list once more.
+    const std::int32_t count = Automation::GetInt(*attachments, u"Count");
+    Log().Info(Format(u"  Count of attachments: %d", count));
+    Process(CollectItems(*attachments, count), processor);
 }
 
 } // namespace Attachments

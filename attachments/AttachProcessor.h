@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "attachments/IAttachment.h"
 #include "core/Automation.h"
+#include "itemaccess/IAttachment.h"
 #include "notes/Note.h"
 
 namespace Tessarix {
@@ -66,7 +66,7 @@ bool MatchesUnresolved(const std::vector<std::u16string>& unresolved, const std:
 [[noreturn]] void RefuseTooLarge(const std::u16string& fileName);
 
 // The wrapped attachments of an Outlook Attachments collection (items 1 to Count; those that
-// cannot be wrapped are left out). Logs the count; failing automation calls are raised.
+// cannot be wrapped are left out). Failing automation calls are raised.
 AttachmentList Collect(Automation::IObject* attachments);
 
 // Hands each attachment to `processor` in order: a size of 0 skips it silently, a size above
@@ -74,7 +74,7 @@ AttachmentList Collect(Automation::IObject* attachments);
 // position, file name and MIME type and attached.
 void Process(const AttachmentList& attachments, AttachProcessor& processor);
 
-// Collect and Process: nothing for a null collection.
+// Logs the collection's count, then Collect and Process: nothing for a null collection.
 void AddAll(Automation::IObject* attachments, AttachProcessor& processor);
 
 } // namespace Attachments

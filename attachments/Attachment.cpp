@@ -8,8 +8,8 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/LogText.h"
+#include "itemaccess/MapiProperties.h"
 #include "notes/MimeSniffer.h"
-#include "wrappers/MapiProperties.h"
 
 namespace Tessarix {
 

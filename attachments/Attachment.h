@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
-#include "attachments/IAttachment.h"
 #include "attachments/OlePackage.h"
 #include "core/Automation.h"
 #include "core/MapiProp.h"
 #include "core/Utils.h"
+#include "itemaccess/IAttachment.h"
 
 namespace Tessarix {
 

@@ -2,8 +2,8 @@
 
 #include "core/Format.h"
 #include "core/Log.h"
-#include "wrappers/HtmlFragments.h"
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/HtmlFragments.h"
+#include "itemaccess/MapiProperties.h"
 
 namespace Tessarix {
 

@@ -4,9 +4,9 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/LogText.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
+#include "itemaccess/MapiProperties.h"
 #include "wrappers/ItemWrappers.h"
-#include "wrappers/MapiProperties.h"
 
 namespace Tessarix {
 

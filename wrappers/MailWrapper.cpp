@@ -1,5 +1,5 @@
 #include "core/Log.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 #include "wrappers/ItemWrappers.h"
 
 namespace Tessarix {

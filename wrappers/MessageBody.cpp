@@ -5,8 +5,8 @@
 #include "core/Format.h"
 #include "core/Log.h"
 #include "core/LogText.h"
-#include "wrappers/HtmlFragments.h"
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/HtmlFragments.h"
+#include "itemaccess/MapiProperties.h"
 #include "wrappers/SystemMessage.h"
 
 namespace Tessarix::Body {

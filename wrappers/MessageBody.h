@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "attachments/IAttachment.h"
 #include "core/Automation.h"
 #include "core/ByteString.h"
 #include "core/MapiProp.h"
+#include "itemaccess/IAttachment.h"
 
 namespace Tessarix {
 

@@ -2,7 +2,7 @@
 
 #include "core/Format.h"
 #include "core/Log.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 
 namespace Tessarix {
 

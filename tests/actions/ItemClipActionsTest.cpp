@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "core/FileSystem.h"
 #include "core/Utf.h"
 #include "html/SelectionCapture.h"
+#include "support/ItemLog.h"
 #include "tests/support/ItemFakes.h"
 #include "wrappers/Wrapper.h"
 
@@ -229,7 +231,6 @@ TEST_F(ItemClips, CombinedNoteStopsAtAnItemThatCannotBeSaved) {
 }
 
 TEST_F(ItemClips, ItemClipSendsTheRenderedNote) {
-    LogWatch log;
     ItemClipAction action(StickyNote(u"Memo", u"buy <milk>"), &SendRecorder::Send);
     action.Execute();
 
@@ -238,11 +239,46 @@ TEST_F(ItemClips, ItemClipSendsTheRenderedNote) {
     EXPECT_THAT(document, HasSubstr("<title>Memo</title>"));
     EXPECT_THAT(document, HasSubstr("buy&nbsp;&lt;milk&gt;"));
     EXPECT_THAT(Ui().boxes, IsEmpty());
-    const auto debug = log.Lines("Debug");
-    for (const char* line :
-         {"Debug: ItemClipAction::GetNotes() call begin", "Debug: OutlookItem::Ctor call begin",
-          "Debug: OutlookItem::CreateNote() call begin", "Debug: OutlookItem::Dtor call end"})
-        EXPECT_TRUE(Contains(debug, line)) << line;
+}
+
+// Each operation of the clips traces its scope, in the order the clip runs them.
+TEST_F(ItemClips, EachClipTracesItsScopesInOrder) {
+    const std::vector<std::string> owners = {
+        "ItemClipAction::", "SelectionClipAction::", "OutlookItem::", "Global::CreateMultiItemsNote"};
+    const Item saved = StickyNote(u"saved");
+    AnswerSaveAs(*saved, "bytes", std::make_shared<SaveAsRecord>());
+    const struct {
+        const char* name;
+        std::function<void()> run;
+        std::vector<std::string> traces;
+    } cases[] = {
+        {"item clip", [] { ItemClipAction(StickyNote(u"a"), &SendRecorder::Send).Execute(); },
+         Scopes({Scope("ItemClipAction::Ctor"),
+                 Scope("ItemClipAction::GetNotes()",
+                       {Scope("OutlookItem::Ctor"), Scope("OutlookItem::CreateNote()"),
+                        Scope("OutlookItem::Dtor")}),
+                 Scope("ItemClipAction::Dtor")})},
+        {"selection clip",
+         [] { SelectionClipAction(Selection({StickyNote(u"a")}), &SendRecorder::Send).Execute(); },
+         Scopes({Scope("SelectionClipAction::Ctor()"),
+                 Scope("SelectionClipAction::GetNotes()",
+                       {Scope("OutlookItem::Ctor"), Scope("OutlookItem::CreateNote()"),
+                        Scope("OutlookItem::Dtor")}),
+                 Scope("SelectionClipAction::Dtor()")})},
+        {"selection check", [] { SelectionClipAction::CanBeExecuteOn(Selection({StickyNote(u"a")})); },
+         Scope("SelectionClipAction::CanBeExecuteOn()",
+               {Scope("OutlookItem::Ctor"), Scope("OutlookItem::isSupportedItem()"),
+                Scope("OutlookItem::Dtor")})},
+        {"combined note", [&] { Global::CreateMultiItemsNote({saved}); },
+         Scope("Global::CreateMultiItemsNote()",
+               {Scope("OutlookItem::Ctor"), Scope("OutlookItem::SaveTo()"),
+                Scope("OutlookItem::GetSubject()"), Scope("OutlookItem::Dtor")})},
+    };
+    for (const auto& c : cases) {
+        ItemLog log;
+        c.run();
+        EXPECT_EQ(log.Traces(owners), c.traces) << c.name;
+    }
 }
 
 TEST_F(ItemClips, ItemClipOfAnUnsupportedItemEndsInTheUnexpectedErrorBox) {

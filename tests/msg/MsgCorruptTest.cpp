@@ -6,7 +6,7 @@
 
 #include "MsgFixtures.h"
 #include "core/Utf.h"
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/MapiProperties.h"
 
 namespace Tessarix::Msg {
 namespace {

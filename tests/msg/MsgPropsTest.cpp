@@ -2,7 +2,7 @@
 
 #include "MsgFixtures.h"
 #include "attachments/Attachment.h"
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/MapiProperties.h"
 
 namespace Tessarix::Msg {
 namespace {

@@ -112,21 +112,6 @@ TEST(MimeSniffer, AnswersFromSeveralThreadsAtOnce) {
     EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
-TEST(ResourceList, CopiesAreIndependentButShareTheBytes) {
-    CNote note;
-    note.GetResources().emplace_back(u"a", u"image/png", StringUTF8::Copy(kPng), u"");
-    note.GetResources().back().SetFileName(u"first.png");
-    note.GetResources().emplace_back(u"b", u"image/gif", StringUTF8::Copy(kGif), u"");
-
-    ResourceList copy = note.GetResources();
-    copy[0].SetFileName(u"renamed.png");
-    EXPECT_EQ(note.GetResources()[0].GetFileName(), u"first.png");
-    EXPECT_EQ(copy[0].GetFileName(), u"renamed.png");
-    EXPECT_EQ(copy[1].GetMime(), u"image/gif");
-    for (std::size_t i = 0; i < copy.size(); ++i)
-        EXPECT_TRUE(copy[i].GetData().SharesBufferWith(note.GetResources()[i].GetData())) << i;
-}
-
 // ---- Metadata ------------------------------------------------------------------------
 
 TEST(Metadata, LookupIsExactAndTakesTheFirstMatch) {

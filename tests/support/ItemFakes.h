@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "attachments/IAttachment.h"
 #include "core/Automation.h"
 #include "core/MapiProp.h"
+#include "itemaccess/IAttachment.h"
 
 namespace Tessarix::Testing {
 

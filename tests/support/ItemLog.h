@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/FileSystem.h"
@@ -86,6 +87,22 @@ inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::s
     return lines;
 }
 
+// The traces of one scope around those of the scopes it opens, for comparing with ItemLog::Traces.
+inline std::vector<std::string> Scope(const std::string& name,
+                                      std::initializer_list<std::vector<std::string>> inner = {}) {
+    std::vector<std::string> traces{name + " begin"};
+    for (const auto& scope : inner)
+        traces.insert(traces.end(), scope.begin(), scope.end());
+    traces.push_back(name + " end");
+    return traces;
+}
+inline std::vector<std::string> Scopes(std::initializer_list<std::vector<std::string>> scopes) {
+    std::vector<std::string> traces;
+    for (const auto& scope : scopes)
+        traces.insert(traces.end(), scope.begin(), scope.end());
+    return traces;
+}
+
 class ItemLog {
 public:
     ItemLog() {
@@ -104,6 +121,24 @@ public:
             const bool trace = line.ends_with(" call begin") || line.ends_with(" call end");
             if (!trace)
                 result.push_back(std::move(line));
+        }
+        return result;
+    }
+
+    // The call traces ("Name begin", "Name end") of the scopes whose names start with one of `owners`.
+    std::vector<std::string> Traces(const std::vector<std::string>& owners) const {
+        std::vector<std::string> result;
+        for (const auto& line : Lines()) {
+            constexpr std::string_view kDebug = "Debug: ";
+            for (const std::string_view suffix : {" call begin", " call end"}) {
+                if (!line.starts_with(kDebug) || !line.ends_with(suffix))
+                    continue;
+                const std::string name =
+                    line.substr(kDebug.size(), line.size() - kDebug.size() - suffix.size());
+                if (std::any_of(owners.begin(), owners.end(),
+                                [&](const auto& o) { return name.starts_with(o); }))
+                    result.push_back(name + (suffix == " call end" ? " end" : " begin"));
+            }
         }
         return result;
     }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/Utils.h"
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 #include "wrappers/ItemWrappers.h"
 #include "wrappers/WrapperTestSupport.h"
 

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "core/Utf.h"
 #include "core/Utils.h"
 #include "wrappers/ItemWrappers.h"
 #include "wrappers/WrapperTestSupport.h"
@@ -51,16 +55,98 @@ TEST_F(ContactWrapperTest, ANameAndAMobileNumberMakeAMinimalCard) {
                                      {}}));
 }
 
-TEST_F(ContactWrapperTest, ThePictureMovesFromTheBodyIntoTheCardAndBecomesAResource) {
-    contact.Set(u"CompanyName", u"Contoso")
-        .Set(u"Email1Address", u"ann@contoso.com")
-        .Set(u"WebPage", u"www.contoso.com")
-        .Set(u"JobTitle", u"CEO")
-        .Set(u"HomeAddress", u"1 Main St")
-        .Set(u"BusinessHomePage", u"https://contoso.com")
-        .Set(u"PersonalHomePage", u"ann.example")
-        .Set(u"User4", u"four")
-        .Set(u"Birthday", AutomationDate{29000.0});
+enum class Shown { Text, MailLink, WebLink, Date };
+struct Field {
+    std::string label;
+    std::u16string property;
+    Shown shown = Shown::Text;
+};
+using Fields = std::vector<Field>;
+
+// The card's labels in their order, each with the contact property of its meaning.
+const Fields kNames = {{"Full Name", u"FullName"},
+                       {"Company", u"CompanyName"},
+                       {"Job Title", u"JobTitle"},
+                       {"Email", u"Email1Address", Shown::MailLink},
+                       {"Web Page", u"WebPage", Shown::WebLink},
+                       {"IM Address", u"IMAddress"}};
+const Fields kPhones = {
+    {"Primary Phone", u"PrimaryTelephoneNumber"},   {"Company main Phone", u"CompanyMainTelephoneNumber"},
+    {"Home Phone", u"HomeTelephoneNumber"},         {"Home Phone 2", u"Home2TelephoneNumber"},
+    {"Mobile Phone", u"MobileTelephoneNumber"},     {"Assistant Phone", u"AssistantTelephoneNumber"},
+    {"Business Phone", u"BusinessTelephoneNumber"}, {"Other Phone", u"OtherTelephoneNumber"},
+    {"Radio Phone", u"RadioTelephoneNumber"},       {"Business Fax", u"BusinessFaxNumber"},
+    {"Callback", u"CallbackTelephoneNumber"},       {"Car Phone", u"CarTelephoneNumber"}};
+const Fields kAddresses = {
+    {"Home Address", u"HomeAddress"},         {"Home Address PO Box", u"HomeAddressPostOfficeBox"},
+    {"Business Address", u"BusinessAddress"}, {"Business Address PO Box", u"BusinessAddressPostOfficeBox"},
+    {"Other Address", u"OtherAddress"},       {"Other Address PO Box", u"OtherAddressPostOfficeBox"}};
+const Fields kOthers = {{"Business Home Page", u"BusinessHomePage", Shown::WebLink},
+                        {"Birthday", u"Birthday", Shown::Date},
+                        {"Anniversary", u"Anniversary", Shown::Date},
+                        {"Categories", u"Categories"},
+                        {"Department", u"Department"},
+                        {"HomeFax", u"HomeFaxNumber"},
+                        {"ISDN", u"ISDNNumber"},
+                        {"Mailing Address", u"MailingAddress"},
+                        {"Office Location", u"OfficeLocation"},
+                        {"Other Fax", u"OtherFaxNumber"},
+                        {"Pager", u"PagerNumber"},
+                        {"Personal Home Page", u"PersonalHomePage", Shown::WebLink},
+                        {"Telex", u"TelexNumber"},
+                        {"TTY/TDD Phone", u"TTYTDDTelephoneNumber"},
+                        {"Account", u"Account"},
+                        {"Billing Information", u"BillingInformation"},
+                        {"Computer Network Name", u"ComputerNetworkName"},
+                        {"Children", u"Children"},
+                        {"CustomerID", u"CustomerID"},
+                        {"Government ID Number", u"GovernmentIDNumber"},
+                        {"FTP Site", u"FTPSite"},
+                        {"Hobbies", u"Hobbies"},
+                        {"Internet Free/Busy Address", u"InternetFreeBusyAddress"},
+                        {"Language", u"Language"},
+                        {"Mileage", u"Mileage"},
+                        {"Organizational ID Number", u"OrganizationalIDNumber"},
+                        {"Referred By", u"ReferredBy"},
+                        {"User Field1", u"User1"},
+                        {"User Field2", u"User2"},
+                        {"User Field3", u"User3"},
+                        {"User Field4", u"User4"}};
+
+// Every field of the card filled with a value of its own (dates: a day of their own), the picture
+// marked among the attachments and shown twice in the body, in both cases.
+TEST_F(ContactWrapperTest, EveryFieldStandsInItsRowUnderItsLabelBesideThePicture) {
+    double day = 30000;
+    const auto fill = [&](const Fields& fields) {
+        std::string rows;
+        for (const Field& field : fields) {
+            const std::string own = "v:" + ToUtf8(field.property);
+            std::string value = own;
+            switch (field.shown) {
+            case Shown::Text:
+                contact.Set(field.property, FromUtf8(own));
+                break;
+            case Shown::MailLink:
+                contact.Set(field.property, FromUtf8(own));
+                value = "<a href=\"mailto:" + own + "\">" + own + "</a>";
+                break;
+            case Shown::WebLink:
+                contact.Set(field.property, FromUtf8(own));
+                value = "<a href=\"http://" + own + "\">" + own + "</a>";
+                break;
+            case Shown::Date:
+                contact.Set(field.property, AutomationDate{++day});
+                value = ToUtf8(FormatDateTime(AutomationDate{day}, kDateValueOnly));
+                break;
+            }
+            rows += Row(field.label, value);
+        }
+        return Table(rows);
+    };
+    const std::string names = fill(kNames);
+    const std::string phones = fill(kPhones);
+    const std::string addresses = fill(kAddresses);
+    const std::string others = fill(kOthers);
     const std::string picture = kPrefix + "ContactPicture.jpg";
     contact.SetNativeBody("<p>Met at <IMG SRC=\"" + picture + "\"> the fair<img src='" + picture +
                               "' alt=x><img src=\"other.png\"></p>",
@@ -75,25 +161,20 @@ TEST_F(ContactWrapperTest, ThePictureMovesFromTheBodyIntoTheCardAndBecomesAResou
     });
     const auto note = Build();
 
-    const std::string names =
-        Table(Row("Company", "Contoso") + Row("Job Title", "CEO") +
-              Row("Email", "<a href=\"mailto:ann@contoso.com\">ann@contoso.com</a>") +
-              Row("Web Page", "<a href=\"http://www.contoso.com\">www.contoso.com</a>"));
-    const std::string card = Card("<td><img src=\"" + picture + "\" ></td>", names, Table(),
-                                  Table(Row("Home Address", "1 Main St")));
+    const std::string card = Card("<td><img src=\"" + picture + "\" ></td>", names, phones, addresses);
     const std::string body = "[DOM]<p>Met at  the fair<img src=\"other.png\"></p>[/DOM]";
-    const std::string others =
-        Table(Row("Business Home Page", "<a href=\"https://contoso.com\">https://contoso.com</a>") +
-              Row("Birthday", ToUtf8(FormatDateTime(AutomationDate{29000.0}, kDateValueOnly))) +
-              Row("Personal Home Page", "<a href=\"http://ann.example\">ann.example</a>") +
-              Row("User Field4", "four"));
-    EXPECT_EQ(
-        View(*note),
-        (NoteView{"Contoso",
-                  card + kRule + body + kRule + others,
-                  {{"author", "Contoso"}, {"source-url", "www.contoso.com"}, {"source", "app.ms.outlook"}},
-                  {{"text/x-vcard", kPrefix + "card.vcf", "", "VCF"},
-                   {"image/jpeg", picture, "ContactPicture.jpg", "JPEG"}}}));
+    EXPECT_EQ(View(*note),
+              (NoteView{"v:FullName",
+                        card + kRule + body + kRule + others,
+                        {{"author", "v:FullName"}, {"source-url", "v:WebPage"}, {"source", "app.ms.outlook"}},
+                        {{"text/x-vcard", kPrefix + "card.vcf", "", "VCF"},
+                         {"image/jpeg", picture, "ContactPicture.jpg", "JPEG"}}}));
+}
+
+// The author is the first of full name, company and address that is set.
+TEST_F(ContactWrapperTest, TheAuthorFallsBackToTheCompany) {
+    contact.Set(u"CompanyName", u"Contoso").Set(u"Email1Address", u"x@y.z");
+    EXPECT_EQ(Build()->GetTitle(), u"Contoso");
 }
 
 // The empty-date marker: a birthday on 1 January 4501 is no birthday.

@@ -1,4 +1,4 @@
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 
 #include <gtest/gtest.h>
 

@@ -84,7 +84,17 @@ TEST_F(MailWrapperTest, AnRtfBodyComesFromPrHtmlWithItsAttachmentsAsPictures) {
     mail.SetHtmlProperty("<p>See &lt;&lt;chart.png&gt;&gt; and &lt;&lt;extra&gt;&gt;</p>");
     mail.SetAttachments(
         {FileAttachment({.fileName = u"chart.png", .content = "PNG", .mime = u"image/png", .hidden = true})});
+    ItemLog log;
     const auto note = Build();
+    // The marks collect the attachments once more; the count is still the attachment step's alone.
+    std::vector<std::string> written;
+    for (const std::string& line : log.Messages()) {
+        if (!line.starts_with("Debug:"))
+            written.push_back(line);
+    }
+    EXPECT_EQ(written, (std::vector<std::string>{"Info:   Count of attachments: 1",
+                                                 "Info:    0/1: chart.png (image/png)",
+                                                 "Info:   > Processed as embedded"}));
     const std::string body = "<p>See <img src='" + kPrefix + "chart.png' /> and  </p>";
     EXPECT_EQ(View(*note), (NoteView{"Quarterly <figures>",
                                      Line("Subject", "Quarterly <figures>") + Line("From", "Ann Smith") +

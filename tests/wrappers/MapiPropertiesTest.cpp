@@ -1,8 +1,8 @@
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/MapiProperties.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <tuple>
 
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
@@ -11,78 +11,66 @@ namespace Tessarix {
 namespace {
 
 using Testing::FakeMapiProp;
-using Testing::ItemLog;
 
 constexpr Mapi::PropTag kText = 0x3707001F;
 constexpr Mapi::PropTag kLong = 0x37050003;
 constexpr Mapi::PropTag kFlag = 0x7FFE000B;
 constexpr Mapi::PropTag kTime = 0x00600040;
 
-bool Contains(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-TEST(MapiProperties, ReadsEachTypeOfAPresentProperty) {
-    FakeMapiProp prop;
-    prop.Set(kText, std::u16string(u"report.pdf")).Set(kLong, std::uint32_t{6}).Set(kFlag, true);
-    prop.Set(kTime, FileTime{0x12345678, 0x01CABDEF});
-
-    EXPECT_EQ(Global::GetStringProperty(&prop, kText, u"x"), u"report.pdf");
-    EXPECT_EQ(Global::GetLongProperty(&prop, kLong, 0xFFFFFFFF), 6u);
-    EXPECT_TRUE(Global::GetBoolProperty(&prop, kFlag, false));
-    EXPECT_EQ(Global::GetTimeProperty(&prop, kTime, FileTime{}), (FileTime{0x12345678, 0x01CABDEF}));
-    EXPECT_EQ(prop.requested, (std::vector<Mapi::PropTag>{kText, kLong, kFlag, kTime}));
-}
-
-TEST(MapiProperties, AnAbsentPropertyGivesTheDefaultSilently) {
-    FakeMapiProp prop;
-    ItemLog log;
-
-    EXPECT_EQ(Global::GetStringProperty(&prop, kText, u"fallback"), u"fallback");
-    EXPECT_EQ(Global::GetLongProperty(&prop, kLong, 0xFFFFFFFF), 0xFFFFFFFFu);
-    EXPECT_TRUE(Global::GetBoolProperty(&prop, kFlag, true));
-    EXPECT_EQ(Global::GetTimeProperty(&prop, kTime, FileTime{7, 8}), (FileTime{7, 8}));
-
-    EXPECT_TRUE(log.Messages().empty());
-    const auto lines = log.Lines();
-    EXPECT_TRUE(Contains(lines, "Debug: Global::GetStringProperty() call begin"));
-    EXPECT_TRUE(Contains(lines, "Debug: Global::GetTimeProperty() call end"));
-}
-
-// A value of the wrong kind counts as a failed read.
-TEST(MapiProperties, AnyOtherFailureGivesTheDefaultAndItsLine) {
-    FakeMapiProp prop;
+// Each getter on a present, an absent, a failing and a null property object: the value or the
+// default, a failure line only for a failure other than absence, and a value of the wrong kind
+// counting as a failure.
+TEST(MapiProperties, EachGetterGivesTheValueOrTheDefaultAndLogsOnlyRealFailures) {
+    FakeMapiProp present;
+    present.Set(kText, std::u16string(u"report.pdf")).Set(kLong, std::uint32_t{6}).Set(kFlag, true);
+    present.Set(kTime, FileTime{0x12345678, 0x01CABDEF});
+    FakeMapiProp absent;
+    FakeMapiProp failing;
     for (const Mapi::PropTag tag : {kText, kLong, kFlag, kTime})
-        prop.Fail(tag, kE_FAIL);
+        failing.Fail(tag, kE_FAIL);
     FakeMapiProp wrongKind;
-    wrongKind.Set(kLong, std::u16string(u"six"));
-    ItemLog log;
+    for (const Mapi::PropTag tag : {kText, kLong, kFlag, kTime})
+        wrongKind.Set(tag, tag == kText ? Mapi::PropValue(std::uint32_t{6})
+                                        : Mapi::PropValue(std::u16string(u"six")));
 
-    EXPECT_EQ(Global::GetStringProperty(&prop, kText, u"d"), u"d");
-    EXPECT_EQ(Global::GetLongProperty(&prop, kLong, 5), 5u);
-    EXPECT_FALSE(Global::GetBoolProperty(&prop, kFlag, false));
-    EXPECT_EQ(Global::GetTimeProperty(&prop, kTime, FileTime{1, 2}), (FileTime{1, 2}));
-    EXPECT_EQ(Global::GetLongProperty(&wrongKind, kLong, 0xFFFFFFFF), 0xFFFFFFFFu);
-
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{
-                                  "Error: HrGetOneProp() failed in GetStringProperty()!",
-                                  "Error: HrGetOneProp() failed in GetLongProperty()!",
-                                  "Error: HrGetOneProp() failed in GetBoolProperty()!",
-                                  "Error: HrGetOneProp() failed in GetTimeProperty()!",
-                                  "Error: HrGetOneProp() failed in GetLongProperty()!",
-                              }));
-}
-
-TEST(MapiProperties, ANullObjectGivesTheDefaultWithoutAFailureLine) {
-    ItemLog log;
-
-    EXPECT_EQ(Global::GetStringProperty(nullptr, kText, u"d"), u"d");
-    EXPECT_EQ(Global::GetLongProperty(nullptr, kLong, 0xFFFFFFFF), 0xFFFFFFFFu);
-    EXPECT_TRUE(Global::GetBoolProperty(nullptr, kFlag, true));
-    EXPECT_EQ(Global::GetTimeProperty(nullptr, kTime, FileTime{3, 4}), (FileTime{3, 4}));
-
-    EXPECT_TRUE(log.Messages().empty());
-    EXPECT_TRUE(Contains(log.Lines(), "Debug: Global::GetLongProperty() call begin"));
+    // One getter after the other, in this order.
+    const auto read = [](FakeMapiProp* prop) {
+        std::tuple<std::u16string, std::uint32_t, bool, FileTime> values;
+        std::get<0>(values) = Global::GetStringProperty(prop, kText, u"d");
+        std::get<1>(values) = Global::GetLongProperty(prop, kLong, 0xFFFFFFFF);
+        std::get<2>(values) = Global::GetBoolProperty(prop, kFlag, true);
+        std::get<3>(values) = Global::GetTimeProperty(prop, kTime, FileTime{7, 8});
+        return values;
+    };
+    const auto defaults = std::make_tuple(std::u16string(u"d"), 0xFFFFFFFFu, true, FileTime{7, 8});
+    const std::vector<std::string> failureLines = {"Error: HrGetOneProp() failed in GetStringProperty()!",
+                                                   "Error: HrGetOneProp() failed in GetLongProperty()!",
+                                                   "Error: HrGetOneProp() failed in GetBoolProperty()!",
+                                                   "Error: HrGetOneProp() failed in GetTimeProperty()!"};
+    const std::vector<std::string> traces = {
+        "Global::GetStringProperty() begin", "Global::GetStringProperty() end",
+        "Global::GetLongProperty() begin",   "Global::GetLongProperty() end",
+        "Global::GetBoolProperty() begin",   "Global::GetBoolProperty() end",
+        "Global::GetTimeProperty() begin",   "Global::GetTimeProperty() end"};
+    const struct {
+        const char* name;
+        FakeMapiProp* prop;
+        std::tuple<std::u16string, std::uint32_t, bool, FileTime> values;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"present", &present, {u"report.pdf", 6u, true, FileTime{0x12345678, 0x01CABDEF}}, {}},
+        {"absent", &absent, defaults, {}},
+        {"failing", &failing, defaults, failureLines},
+        {"wrong kind", &wrongKind, defaults, failureLines},
+        {"null", nullptr, defaults, {}},
+    };
+    for (const auto& c : cases) {
+        Testing::ItemLog log;
+        EXPECT_EQ(read(c.prop), c.values) << c.name;
+        EXPECT_EQ(log.Messages(), c.lines) << c.name;
+        EXPECT_EQ(log.Traces({"Global::Get"}), traces) << c.name;
+    }
+    EXPECT_EQ(present.requested, (std::vector<Mapi::PropTag>{kText, kLong, kFlag, kTime}));
 }
 
 } // namespace

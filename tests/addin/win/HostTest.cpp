@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "AddinModule.h"
 #include "FakeOutlook.h"
 #include "actions/ClipAction.h"
 #include "addin/Buttons.h"
@@ -16,7 +17,12 @@
 #include "addin/EventSink.h"
 #include "addin/ItemWindows.h"
 #include "addin/Localize.h"
+#include "addin/Registrar.h"
+#include "addin/RibbonSupport.h"
+#include "core/EnglishTexts.h"
 #include "core/Exceptions.h"
+#include "core/win/Libraries.h"
+#include "core/win/LocalizedStringsWin.h"
 
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
 
@@ -116,8 +122,6 @@ TEST(CommandBarViewTest, ToolbarAndToolsMenuButtonsAreMadeOnceAndFollowTheReques
         EXPECT_EQ(button->Put(L"Style").Int(), 3);
         EXPECT_NE(button->Put(L"Picture").Object(), nullptr);
         EXPECT_NE(button->Put(L"Mask").Object(), nullptr);
-        EXPECT_TRUE(button->WasPut(L"Caption"));
-        EXPECT_TRUE(button->WasPut(L"TooltipText"));
         EXPECT_TRUE(button->WasPut(L"Enabled")); // disabled until the first selection change
         EXPECT_FALSE(button->Put(L"Enabled").Bool());
     }
@@ -149,6 +153,99 @@ TEST(CommandBarViewTest, InspectorWithoutCommandBarsGetsNoView) {
     FakeInspector bare;
     bare.inspector.Failing(L"CommandBars", E_FAIL);
     EXPECT_EQ(CInspectorViewBuilder(ButtonCreator()).Create(D(bare.inspector), nullptr), nullptr);
+}
+
+// The satellite built beside the add-in, searched by this program's own copy of the add-in code.
+class SatelliteTexts {
+public:
+    SatelliteTexts() : locale_(::GetThreadLocale()) {
+        const std::wstring dll = Testing::DllPath();
+        module_ = Win::LoadResourceModule(dll.substr(0, dll.find_last_of(L'\\') + 1) + L"Resource.dll");
+        if (module_)
+            AddResourceModule(module_);
+    }
+    ~SatelliteTexts() {
+        RemoveResourceModule(module_);
+        ::FreeLibrary(module_);
+        ::SetThreadUILanguage(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
+        ::SetThreadLocale(locale_);
+    }
+    SatelliteTexts(const SatelliteTexts&) = delete;
+    SatelliteTexts& operator=(const SatelliteTexts&) = delete;
+    HMODULE module_ = nullptr;
+
+private:
+    LCID locale_;
+};
+
+// Every command-bar button and the ribbon label in each language of the satellite: the single-item
+// buttons show the add text with its tip, the multi-item context entry the same text and no tip.
+TEST(ButtonTextTest, EveryButtonAndRibbonLabelSpeaksTheUsersLanguage) {
+    struct Language {
+        LANGID id;
+        std::wstring add;
+        std::wstring tip;
+    };
+    const Language languages[] = {
+        {MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), L"" TX_TEXT_EN_101, L"" TX_TEXT_EN_102},
+        {MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), L"Zu Tessarix hinzuf\u00fcgen",
+         L"Tessarix-Notizen aus den ausgew\u00e4hlten Outlook-Elementen erstellen"},
+        {MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH), L"Ajouter \u00e0 Tessarix",
+         L"Cr\u00e9er des notes Tessarix \u00e0 partir des \u00e9l\u00e9ments Outlook "
+         L"s\u00e9lectionn\u00e9s"},
+    };
+    SatelliteTexts satellite;
+    ASSERT_NE(satellite.module_, nullptr);
+    for (const Language& language : languages) {
+        SCOPED_TRACE(language.id);
+        // Windows picks a resource's language by the thread's UI language, Wine by its locale.
+        ::SetThreadUILanguage(language.id);
+        ::SetThreadLocale(MAKELCID(language.id, SORT_DEFAULT));
+        FakeExplorer explorer;
+        ExplorerToolbarView(D(explorer.explorer), ButtonCreator()).Init();
+        FakeInspector item;
+        ASSERT_NE(CInspectorViewBuilder(ButtonCreator()).Create(D(item.inspector), nullptr), nullptr);
+        for (FakeObject* button : {&explorer.commandBars.standard.Last(), &explorer.commandBars.tools.Last(),
+                                   &item.commandBars.standard.Last()}) {
+            EXPECT_EQ(button->Put(L"Caption").Text(), language.add);
+            EXPECT_EQ(button->Put(L"TooltipText").Text(), language.tip);
+        }
+        ButtonCreator()->ClipItemsButton(D(explorer.commandBars.context.bar));
+        EXPECT_EQ(explorer.commandBars.context.Last().Put(L"Caption").Text(), language.add);
+        EXPECT_FALSE(explorer.commandBars.context.Last().WasPut(L"TooltipText"));
+
+        BSTR label = nullptr;
+        ASSERT_EQ(CRibbonSupport(std::make_shared<CLocalize>(), std::make_shared<NoClips>())
+                      .GetLabel(nullptr, &label),
+                  S_OK);
+        EXPECT_EQ(std::wstring(label, ::SysStringLen(label)), language.add);
+        ::SysFreeString(label);
+    }
+}
+
+// Registration reads its script in the system's locale, not the user's thread locale, and gives the
+// thread its locale back. This program holds the module's script and a German one of its own.
+TEST(RegistrationLocaleTest, TheScriptIsReadInTheSystemLocaleAndTheThreadLocaleIsRestored) {
+    constexpr LCID kGerman = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), SORT_DEFAULT);
+    ASSERT_NE(::GetSystemDefaultLCID(), kGerman);
+    const LCID before = ::GetThreadLocale();
+    ASSERT_TRUE(::SetThreadLocale(kGerman));
+    const HRESULT registered = RegisterServer(RegistrationScope::CurrentUser);
+    EXPECT_EQ(::GetThreadLocale(), kGerman);
+    const auto exists = [](const wchar_t* key) {
+        HKEY opened = nullptr;
+        if (::RegOpenKeyExW(HKEY_CURRENT_USER, key, 0, KEY_READ, &opened) != ERROR_SUCCESS)
+            return false;
+        ::RegCloseKey(opened);
+        return true;
+    };
+    EXPECT_TRUE(exists(L"Software\\Classes\\TessarixOL.Connect"));
+    EXPECT_FALSE(exists(L"Software\\Classes\\TessarixOL.LocaleProbe"));
+    EXPECT_EQ(UnregisterServer(RegistrationScope::CurrentUser), S_OK);
+    EXPECT_EQ(::GetThreadLocale(), kGerman);
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.LocaleProbe");
+    ::SetThreadLocale(before);
+    EXPECT_EQ(registered, S_OK);
 }
 
 } // namespace

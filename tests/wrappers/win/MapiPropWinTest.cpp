@@ -14,9 +14,9 @@
 #include "core/Utf.h"
 #include "core/win/AutomationWin.h"
 #include "core/win/Libraries.h"
+#include "itemaccess/MapiProperties.h"
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
-#include "wrappers/MapiProperties.h"
 
 namespace Tessarix {
 namespace {

@@ -1,4 +1,4 @@
-#include "wrappers/MapiProperties.h"
+#include "itemaccess/MapiProperties.h"
 
 #include "core/Log.h"
 

@@ -1,7 +1,7 @@
-#include "wrappers/HtmlFragments.h"
+#include "itemaccess/HtmlFragments.h"
 
-#include "attachments/IAttachment.h"
 #include "core/Format.h"
+#include "itemaccess/IAttachment.h"
 
 namespace Tessarix::Fragments {
 
