@@ -16,13 +16,13 @@
 #include <vector>
 
 #include "AddinModule.h"
-#include "FakeOutlook.h"
 #include "FakeRibbon.h"
 #include "addin/OfficeInterfaces.h"
 #include "addin/TessarixOL.h"
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
 #include "core/win/OleTypes.h"
+#include "support/win/FakeOutlook.h"
 
 // COM objects are destroyed by their own Release; COM interfaces have no destructors.
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"

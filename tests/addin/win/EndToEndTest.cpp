@@ -21,7 +21,6 @@
 #include <vector>
 
 #include "AddinModule.h"
-#include "FakeOutlook.h"
 #include "FakeRibbon.h"
 #include "addin/OfficeInterfaces.h"
 #include "addin/TessarixOL.h"
@@ -31,6 +30,7 @@
 #include "core/win/OleTypes.h"
 #include "html/win/StandInEngine.h"
 #include "support/win/ClientWindow.h"
+#include "support/win/FakeOutlook.h"
 #include "support/win/TestWindows.h"
 
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
@@ -291,6 +291,12 @@ private:
 
 class References {
 public:
+    // Watches each object, named by its place in the call ("3", or "3.selection" for a part of it).
+    template <typename... Objects> explicit References(Objects&... objects) {
+        int place = 0;
+        (Watch(std::to_string(++place), objects), ...);
+    }
+
     void Watch(const std::string& name, FakeObject& object) {
         watched_.push_back({name, &object, object.refs});
     }
@@ -411,6 +417,13 @@ protected:
 
     static void Click(FakeObject& button) { button.Fire(Testing::kIID_CommandBarButtonEvents, kClick); }
 
+    // The ribbon's GetEnabled answer for the control, 5 when it left the answer untouched.
+    int RibbonEnabled(FakeRibbonControl& control) {
+        VARIANT_BOOL enabled = 5;
+        EXPECT_EQ(callback_->GetEnabled(&control, &enabled), S_OK);
+        return static_cast<unsigned short>(enabled);
+    }
+
     static void ExpectEnabled(FakeExplorer& explorer, bool enabled) {
         EXPECT_EQ(explorer.commandBars.standard.Last().Put(L"Enabled").Bool(), enabled);
         EXPECT_EQ(explorer.commandBars.tools.Last().Put(L"Enabled").Bool(), enabled);
@@ -445,18 +458,9 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     auto received = Testing::NewMail(L"Received", true);
     FakeInspector draftWindow(D(*draft)), receivedWindow(D(*received)), callWindow(D(*call_.item)),
         listWindow(D(*list_));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("explorers", outlook.explorers);
-    refs.Watch("inspectors", outlook.inspectors);
-    refs.Watch("inbox", inbox);
-    refs.Watch("notes", notes);
-    refs.Watch("draftWindow", draftWindow);
-    refs.Watch("receivedWindow", receivedWindow);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("listWindow", listWindow);
-    for (auto* item : {shopping_.item.get(), call_.item.get(), list_.get(), draft.get(), received.get()})
-        refs.Watch("item", *item);
+    References refs(outlook.application, outlook.explorers, outlook.inspectors, inbox, notes, draftWindow,
+                    receivedWindow, callWindow, listWindow, *shopping_.item, *call_.item, *list_, *draft,
+                    *received);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -652,15 +656,8 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     FakeApplication outlook({&inbox}, L"11.0.0.8312");
     outlook.Activate(inbox);
     FakeInspector callWindow2(D(*call_.item)), callWindow(D(*call_.item)), callAgain(D(*call_.item));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("inspectors", outlook.inspectors);
-    refs.Watch("inbox", inbox);
-    refs.Watch("callWindow2", callWindow2);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("callAgain", callAgain);
-    for (auto* item : {call_.item.get(), shopping_.item.get()})
-        refs.Watch("item", *item);
+    References refs(outlook.application, outlook.inspectors, inbox, callWindow2, callWindow, callAgain,
+                    *call_.item, *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     Open(outlook, callWindow2);
@@ -758,14 +755,8 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
     FakeBar contextMenu;
     FakeRibbonUI ribbon;
     FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("mail", mail);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("contextSelection", contextSelection);
-    refs.Watch("contextMenu", contextMenu);
-    for (auto* item : {call_.item.get(), shopping_.item.get()})
-        refs.Watch("item", *item);
+    References refs(outlook.application, mail, callWindow, contextSelection, contextMenu, *call_.item,
+                    *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     ASSERT_EQ(callback_->OnLoad(&ribbon), S_OK);
@@ -829,15 +820,8 @@ TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
     FakeApplication outlook({&inbox, &notes}, L"11.0.0.8312");
     outlook.Activate(inbox);
     FakeInspector callWindow(D(*call_.item)), shoppingWindow(D(*shopping_.item));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("inspectors", outlook.inspectors);
-    refs.Watch("inbox", inbox);
-    refs.Watch("notes", notes);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("shoppingWindow", shoppingWindow);
-    for (auto* item : {call_.item.get(), shopping_.item.get()})
-        refs.Watch("item", *item);
+    References refs(outlook.application, outlook.inspectors, inbox, notes, callWindow, shoppingWindow,
+                    *call_.item, *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     Open(outlook, callWindow);
@@ -906,15 +890,8 @@ TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
     FakeBar contextMenu;
     FakeRibbonControl inMail(D(mail.explorer)), inLater(D(later.explorer)), inReply(D(replyWindow.inspector)),
         inCall(D(callWindow.inspector));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("mail", mail);
-    refs.Watch("later", later);
-    refs.Watch("replyWindow", replyWindow);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("contextSelection", contextSelection);
-    refs.Watch("contextMenu", contextMenu);
-    refs.Watch("reply", *reply);
+    References refs(outlook.application, mail, later, replyWindow, callWindow, contextSelection, contextMenu,
+                    *reply);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     const auto display = [&] {
@@ -991,17 +968,8 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     FakeRibbonUI ribbon;
     FakeRibbonControl inExplorer(D(mail.explorer)), inLater(D(later.explorer)),
         inUntracked(D(untracked.explorer)), inInspector(D(callWindow.inspector)), elsewhere(D(other));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("explorers", outlook.explorers);
-    refs.Watch("mail", mail);
-    refs.Watch("later", later);
-    refs.Watch("untracked", untracked);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("contextSelection", contextSelection);
-    refs.Watch("contextMenu", contextMenu);
-    for (auto* item : {shopping_.item.get(), call_.item.get(), list_.get()})
-        refs.Watch("item", *item);
+    References refs(outlook.application, outlook.explorers, mail, later, untracked, callWindow,
+                    contextSelection, contextMenu, *shopping_.item, *call_.item, *list_);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -1010,38 +978,27 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
 
     // GetEnabled: 0xFFFF in an item window; the view's 1 or 0 for a tracked explorer, the ribbon
     // invalidated only when that changes; untouched for an explorer without a view.
-    VARIANT_BOOL enabled = 7;
-    EXPECT_EQ(callback_->GetEnabled(&inInspector, &enabled), S_OK);
-    EXPECT_EQ(static_cast<unsigned short>(enabled), 0xFFFFu);
+    EXPECT_EQ(RibbonEnabled(inInspector), 0xFFFF);
     mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kFolderSwitch);
     EXPECT_EQ(ribbon.invalidations, 0);
-    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
-    EXPECT_EQ(enabled, 0);
+    EXPECT_EQ(RibbonEnabled(inExplorer), 0);
     Select(mail, {D(*shopping_.item)});
     EXPECT_EQ(ribbon.invalidations, 1);
-    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
-    EXPECT_EQ(enabled, 1);
+    EXPECT_EQ(RibbonEnabled(inExplorer), 1);
     Select(mail, {D(*list_)});
     EXPECT_EQ(ribbon.invalidations, 2);
-    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
-    EXPECT_EQ(enabled, 0);
+    EXPECT_EQ(RibbonEnabled(inExplorer), 0);
     Select(mail, {D(*shopping_.item), D(*call_.item)});
     Select(mail, {D(*call_.item), D(*shopping_.item)}); // still enabled: no invalidation
     EXPECT_EQ(ribbon.invalidations, 3);
-    enabled = 5;
-    EXPECT_EQ(callback_->GetEnabled(&inUntracked, &enabled), S_OK);
-    EXPECT_EQ(enabled, 5);
+    EXPECT_EQ(RibbonEnabled(inUntracked), 5);
 
     // A new explorer gets its view, and loses it when it closes.
     outlook.explorers.Fire(Testing::kIID_ExplorersEvents, kNewWindow,
                            {VariantValue::Object(D(later.explorer))});
-    enabled = 5;
-    EXPECT_EQ(callback_->GetEnabled(&inLater, &enabled), S_OK);
-    EXPECT_EQ(enabled, 0);
+    EXPECT_EQ(RibbonEnabled(inLater), 0);
     later.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
-    enabled = 5;
-    EXPECT_EQ(callback_->GetEnabled(&inLater, &enabled), S_OK);
-    EXPECT_EQ(enabled, 5);
+    EXPECT_EQ(RibbonEnabled(inLater), 5);
 
     // The explorer's ribbon button, bound by name as Outlook binds it, clips the selection.
     ComPtr<IDispatch> dispatch;
@@ -1106,12 +1063,7 @@ TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
     FakeApplication outlook({&mail}, L"12.0.6423.1000");
     FakeInspector callWindow(D(*call_.item));
     FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
-    References refs;
-    refs.Watch("application", outlook.application);
-    refs.Watch("mail", mail);
-    refs.Watch("callWindow", callWindow);
-    refs.Watch("item", *shopping_.item);
-    refs.Watch("item", *call_.item);
+    References refs(outlook.application, mail, callWindow, *shopping_.item, *call_.item);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -1122,9 +1074,7 @@ TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
     ExpectDelivered({&shopping_});
 
     // Explorers have no ribbon views in 2007: their ribbon state is left as passed.
-    VARIANT_BOOL enabled = 5;
-    EXPECT_EQ(callback_->GetEnabled(&inExplorer, &enabled), S_OK);
-    EXPECT_EQ(enabled, 5);
+    EXPECT_EQ(RibbonEnabled(inExplorer), 5);
     EXPECT_EQ(callback_->OnClick(&inInspector), S_OK);
     ExpectDelivered({&call_});
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "AddinModule.h"
-#include "FakeOutlook.h"
 #include "actions/ClipAction.h"
 #include "addin/Buttons.h"
 #include "addin/ClipActions.h"
@@ -23,6 +22,7 @@
 #include "core/Exceptions.h"
 #include "core/win/Libraries.h"
 #include "core/win/LocalizedStringsWin.h"
+#include "support/win/FakeOutlook.h"
 
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
 

@@ -21,10 +21,10 @@
 #include <vector>
 
 #include "addin/OfficeInterfaces.h"
-#include "addin/win/FakeOutlook.h"
 #include "core/Utf.h"
 #include "core/win/ComPtr.h"
 #include "support/win/ClientWindow.h"
+#include "support/win/FakeOutlook.h"
 
 namespace Tessarix::Addin {
 namespace {

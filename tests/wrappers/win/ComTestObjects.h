@@ -1,6 +1,6 @@
 #pragma once
-// COM objects of the tests: an automation object answering by name, and a MAPI attachment whose
-// properties HrGetOneProp (Wine's mapi32.dll) reads through GetProps.
+// A MAPI attachment of the tests whose properties HrGetOneProp (Wine's mapi32.dll) reads through
+// GetProps.
 #include <windows.h>
 
 #include <mapicode.h>
@@ -21,90 +21,6 @@
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 namespace Tessarix::Testing {
-
-class TestDispatch final : public IDispatch {
-public:
-    using Handler = std::function<HRESULT(WORD flags, DISPPARAMS* params, VARIANT* result)>;
-
-    // A member that answers every call with `handler`.
-    void On(const std::wstring& name, Handler handler) {
-        const DISPID id = static_cast<DISPID>(ids_.size() + 1);
-        ids_[name] = id;
-        handlers_[id] = std::move(handler);
-    }
-    // A property whose get copies `value`.
-    void Property(const std::wstring& name, VARIANT value) {
-        VARIANT copy;
-        VariantInit(&copy);
-        VariantCopy(&copy, &value);
-        values_.push_back(copy);
-        const std::size_t index = values_.size() - 1;
-        On(name, [this, index](WORD, DISPPARAMS*, VARIANT* result) {
-            return VariantCopy(result, &values_[index]);
-        });
-    }
-
-    ~TestDispatch() {
-        for (auto& value : values_)
-            VariantClear(&value);
-    }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        bool known = iid == IID_IUnknown || iid == IID_IDispatch;
-        for (const IID& extra : interfaces)
-            known = known || iid == extra;
-        if (!known) {
-            *out = nullptr;
-            return E_NOINTERFACE;
-        }
-        *out = static_cast<IDispatch*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        *count = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
-                                            DISPID* ids) override {
-        namesLocale = locale;
-        if (count != 1)
-            return E_INVALIDARG;
-        const auto found = ids_.find(names[0]);
-        if (found == ids_.end())
-            return DISP_E_UNKNOWNNAME;
-        ids[0] = found->second;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
-                                     VARIANT* result, EXCEPINFO*, UINT*) override {
-        invokeLocale = locale;
-        invokeFlags.push_back(flags);
-        const auto found = handlers_.find(id);
-        if (found == handlers_.end())
-            return DISP_E_MEMBERNOTFOUND;
-        return found->second(flags, params, result);
-    }
-
-    ULONG refs = 1;
-    std::vector<IID> interfaces; // answered beside IUnknown and IDispatch
-    LCID namesLocale = 0;
-    LCID invokeLocale = 0;
-    std::vector<WORD> invokeFlags;
-
-private:
-    std::map<std::wstring, DISPID> ids_;
-    std::map<DISPID, Handler> handlers_;
-    std::vector<VARIANT> values_;
-};
 
 // mapi32.dll's allocator: what HrGetOneProp's caller frees with MAPIFreeBuffer.
 inline HRESULT MapiAllocate(ULONG size, void** out) {

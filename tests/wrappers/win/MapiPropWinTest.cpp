@@ -17,12 +17,14 @@
 #include "itemaccess/MapiProperties.h"
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
+#include "support/win/FakeOutlook.h"
 
 namespace Tessarix {
 namespace {
 
+using Addin::Testing::FakeObject;
+using Addin::Testing::VariantValue;
 using Testing::ItemLog;
-using Testing::TestDispatch;
 using Testing::TestMapiProp;
 
 template <typename T> struct Owned {
@@ -192,25 +194,26 @@ TEST(MapiPropWin, TheNativeBodyComesOnlyFromOutlooksOwnMapi) {
     EXPECT_EQ(::GetModuleHandleW(L"msmapi32.dll"), nullptr) << "the body's reference was not given back";
 }
 
-// An Outlook attachment of the test whose MAPIOBJECT is `mapi`.
-void ExposeMapiObject(TestDispatch* attachment, TestMapiProp* mapi) {
+// An Outlook attachment of the test whose MAPIOBJECT is `mapi`, which it takes over.
+void ExposeMapiObject(FakeObject& attachment, TestMapiProp* mapi) {
     VARIANT v;
     VariantInit(&v);
     V_VT(&v) = VT_UNKNOWN;
     V_UNKNOWN(&v) = mapi;
-    attachment->Property(L"MAPIOBJECT", v);
+    attachment.Property(L"MAPIOBJECT", VariantValue(v));
+    mapi->Release();
 }
 
 TEST(MapiPropWin, AnOleAttachmentReadEndToEnd) {
-    Owned<TestDispatch> outlook;
-    Owned<TestMapiProp> mapi;
+    FakeObject outlook;
+    auto* mapi = new TestMapiProp;
     mapi->SetLong(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_OLE);
     mapi->SetText(Mapi::kPR_ATTACH_FILENAME, L"chart.xls");
     mapi->SetLong(Mapi::kPR_RENDERING_POSITION, 12);
     mapi->SetStorage(Mapi::kPR_ATTACH_DATA_OBJ, L"CONTENTS", "spreadsheet");
-    ExposeMapiObject(outlook.p, mapi.p);
+    ExposeMapiObject(outlook, mapi);
 
-    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(outlook.p));
+    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(&outlook));
     ASSERT_NE(attachment, nullptr);
     EXPECT_EQ(attachment->GetFileName(), u"chart.xls");
     EXPECT_EQ(attachment->GetID(), u"chart.xls");
@@ -222,25 +225,19 @@ TEST(MapiPropWin, AnOleAttachmentReadEndToEnd) {
 }
 
 TEST(MapiPropWin, AnAttachedMessageIsSavedThroughTheObjectModel) {
-    Owned<TestDispatch> outlook;
-    Owned<TestMapiProp> mapi;
+    FakeObject outlook;
+    auto* mapi = new TestMapiProp;
     mapi->SetLong(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_EMBEDDED_MSG);
     mapi->SetLong(Mapi::kPR_ATTACH_SIZE, 2048);
-    ExposeMapiObject(outlook.p, mapi.p);
-    VARIANT name;
-    VariantInit(&name);
-    V_VT(&name) = VT_BSTR;
-    V_BSTR(&name) = SysAllocString(L"Re: numbers.msg");
-    outlook->Property(L"FileName", name);
-    VariantClear(&name);
-    outlook->On(L"SaveAsFile", [](WORD, DISPPARAMS* params, VARIANT*) {
-        if (params->cArgs != 1 || V_VT(&params->rgvarg[0]) != VT_BSTR)
+    ExposeMapiObject(outlook, mapi);
+    outlook.Property(L"FileName", VariantValue::Text(L"Re: numbers.msg"));
+    outlook.Define(L"SaveAsFile", [](WORD, const std::vector<VariantValue>& args, VARIANT*) {
+        if (args.size() != 1 || args[0].Get().vt != VT_BSTR)
             return DISP_E_TYPEMISMATCH;
-        const std::u16string path = FromWide(V_BSTR(&params->rgvarg[0]));
-        return Platform::WriteFile(path, "saved message") ? S_OK : E_FAIL;
+        return Platform::WriteFile(FromWide(args[0].Text().c_str()), "saved message") ? S_OK : E_FAIL;
     });
 
-    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(outlook.p));
+    const AttachmentPtr attachment = AttachmentUtils().Wrap(Win::WrapDispatch(&outlook));
     ASSERT_NE(attachment, nullptr);
     EXPECT_EQ(attachment->GetFileName(), u"Re: numbers.msg");
     EXPECT_EQ(attachment->GetMimeType(), u"application/octet-stream");

@@ -1,8 +1,8 @@
 #pragma once
-// Scripted Outlook and Office objects for the add-in's tests: automation objects whose members are
-// test functions, which record what is put into them and fire events through real connection
-// points, and the Outlook windows, command bars and items built from them. Objects are owned by the
-// tests; their reference counts are checked, never acted on.
+// Scripted Outlook and Office objects for the tests of the add-in and of the automation seam:
+// automation objects whose members are test functions, which record what is put into them and fire
+// events through real connection points, and the Outlook windows, command bars and items built from
+// them. Objects are owned by the tests; their reference counts are checked, never acted on.
 #include <windows.h>
 
 #include <oaidl.h>
@@ -87,6 +87,9 @@ public:
     std::size_t Sinks(const IID& iid) const;
 
     LONG refs = 1;
+    // Names not defined are unknown to GetIDsOfNames instead of failing when invoked.
+    bool onlyDefinedNames = false;
+    LCID namesLocale = 0, invokeLocale = 0; // of the last calls
 
     // IUnknown, IDispatch, IConnectionPointContainer
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
@@ -94,13 +97,16 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return --refs; }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result,
-                                     EXCEPINFO*, UINT*) override;
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
+                                            DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
+                                     VARIANT* result, EXCEPINFO*, UINT*) override;
     HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override;
 
 private:
+    DISPID IdOf(const std::wstring& name);
+
     std::vector<IID> iids_;
     std::vector<std::wstring> names_; // DISPID - 1
     std::map<std::wstring, Member> members_;

@@ -1,4 +1,4 @@
-#include "FakeOutlook.h"
+#include "support/win/FakeOutlook.h"
 
 #include <oleauto.h>
 #include <olectl.h>
@@ -160,10 +160,16 @@ FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
 FakeObject::~FakeObject() = default;
 
 void FakeObject::Define(const std::wstring& name, Member member) {
-    DISPID id = 0;
-    LPOLESTR names[] = {const_cast<LPOLESTR>(name.c_str())};
-    GetIDsOfNames(IID_NULL, names, 1, 0, &id);
-    members_[names_[id - 1]] = std::move(member);
+    members_[names_[IdOf(name) - 1]] = std::move(member);
+}
+
+DISPID FakeObject::IdOf(const std::wstring& name) {
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        if (_wcsicmp(names_[i].c_str(), name.c_str()) == 0)
+            return static_cast<DISPID>(i + 1);
+    }
+    names_.push_back(name);
+    return static_cast<DISPID>(names_.size());
 }
 
 void FakeObject::Property(const std::wstring& name, const VariantValue& value) {
@@ -253,23 +259,21 @@ HRESULT STDMETHODCALLTYPE FakeObject::GetTypeInfoCount(UINT* count) {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE FakeObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
+HRESULT STDMETHODCALLTYPE FakeObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
+                                                    DISPID* ids) {
+    namesLocale = locale;
     if (count != 1)
         return E_INVALIDARG;
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-        if (_wcsicmp(names_[i].c_str(), names[0]) == 0) {
-            ids[0] = static_cast<DISPID>(i + 1);
-            return S_OK;
-        }
-    }
-    // Any name has an id; members that were never defined fail when invoked.
-    names_.emplace_back(names[0]);
-    ids[0] = static_cast<DISPID>(names_.size());
+    // Otherwise any name has an id; members that were never defined fail when invoked.
+    if (onlyDefinedNames && !members_.contains(names[0]))
+        return DISP_E_UNKNOWNNAME;
+    ids[0] = IdOf(names[0]);
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE FakeObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params,
+HRESULT STDMETHODCALLTYPE FakeObject::Invoke(DISPID id, REFIID, LCID locale, WORD flags, DISPPARAMS* params,
                                              VARIANT* result, EXCEPINFO*, UINT*) {
+    invokeLocale = locale;
     if (id < 1 || id > static_cast<DISPID>(names_.size()))
         return DISP_E_MEMBERNOTFOUND;
     const std::wstring& name = names_[id - 1];
