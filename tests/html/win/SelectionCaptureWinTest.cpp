@@ -155,27 +155,23 @@ TEST_F(SelectionCaptureWin, HtmlFormatIsCutFromHeaderAndTrailerAfterTheCopyMessa
     ExpectUserClipboardBack();
 }
 
-TEST_F(SelectionCaptureWin, NothingFocusedCapturesNothingAndLeavesTheClipboardAlone) {
+// Without a focused window, or with a provider of the selection, the clipboard is not touched.
+TEST_F(SelectionCaptureWin, NothingFocusedOrAProviderLeavesTheClipboardAlone) {
     PutUserClipboard(frame_.Get());
     ::SetFocus(nullptr);
     ASSERT_EQ(::GetFocus(), nullptr);
-
     EXPECT_EQ(Global::GetSelectedTextHtml(), u"");
-    EXPECT_EQ(ClipboardText(), L"user text");
-    EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
-}
 
-TEST_F(SelectionCaptureWin, ProviderReplacesTheClipboardCapture) {
-    PutUserClipboard(frame_.Get());
     ::SetFocus(frame_.Get());
     SetSelectionProvider([] { return std::u16string(u"<p>hook</p>"); });
     EXPECT_EQ(Global::GetSelectedTextHtml(), u"<p>hook</p>");
     SetSelectionProvider(nullptr);
     EXPECT_TRUE(Recorder::messages.empty()) << "the focused window was not asked to copy";
+    EXPECT_EQ(ClipboardText(), L"user text");
     EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
 }
 
-TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsWhilePumpingMessages) {
+TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsAndTakenWhenLetGo) {
     PutUserClipboard(frame_.Get());
     ClipboardHolder holder;
     ASSERT_TRUE(holder.Opened());
@@ -200,12 +196,11 @@ TEST_F(SelectionCaptureWin, AHeldClipboardIsGivenUpAfterFiveAttemptsWhilePumping
     holder.Release();
     EXPECT_EQ(ClipboardText(), L"user text");
     EXPECT_TRUE(::IsClipboardFormatAvailable(kPrivateFormat));
-}
 
-TEST_F(SelectionCaptureWin, TheWaitEndsWhenTheHolderLetsGo) {
-    ClipboardHolder holder(std::chrono::milliseconds(200));
-    ASSERT_TRUE(holder.Opened());
-    int attempts = 0;
+    // The wait ends when the holder lets go.
+    ClipboardHolder brief(std::chrono::milliseconds(200));
+    ASSERT_TRUE(brief.Opened());
+    attempts = 0;
     ASSERT_TRUE(Win::OpenClipboardRetrying(frame_.Get(), attempts));
     ::CloseClipboard();
     EXPECT_EQ(attempts, 2);

@@ -140,6 +140,9 @@ int Send(std::int32_t shift = 0) {
 }
 
 TEST(WindowHandoff, AWindowAnswering63IsNoClient) {
+    const UINT ping = RegisterPingMessage();
+    EXPECT_EQ(RegisterPingMessage(), ping);
+    EXPECT_EQ(ping, RegisterWindowMessageW(L"TXCLIPPER_PING"));
     Receiver decoy(63);
     ASSERT_NE(decoy.Window(), nullptr);
     EXPECT_EQ(FindTxclipper(), nullptr);
@@ -149,22 +152,15 @@ TEST(WindowHandoff, AWindowAnswering63IsNoClient) {
     EXPECT_TRUE(decoy.Documents().empty());
 }
 
-TEST(WindowHandoff, TheClientIsFoundBesideADecoy) {
+TEST(WindowHandoff, TheClientBesideADecoyGetsSenderFlagLengthAndBytesIntact) {
     Receiver client(64);
     Receiver decoy(63);
     EXPECT_EQ(FindTxclipper(), client.Window());
-    EXPECT_EQ(Send(), kSendDelivered);
-    client.Stop();
-    decoy.Stop();
-    EXPECT_EQ(client.Documents().size(), 1u);
-    EXPECT_TRUE(decoy.Documents().empty());
-}
-
-TEST(WindowHandoff, DeliversSenderFlagLengthAndBytesIntact) {
-    Receiver client(64);
     EXPECT_EQ(Send(1), kSendDelivered);
     EXPECT_EQ(Send(0), kSendDelivered);
     client.Stop();
+    decoy.Stop();
+    EXPECT_TRUE(decoy.Documents().empty());
     const auto& documents = client.Documents();
     ASSERT_EQ(documents.size(), 2u);
     for (const auto& document : documents) {
@@ -208,13 +204,6 @@ TEST(WindowHandoff, AClientThatHangsInsideTheDocumentIsGivenUp) {
     client.Stop();
     ASSERT_EQ(client.Documents().size(), 1u);
     EXPECT_EQ(client.Documents()[0].bytes, kDocument);
-}
-
-TEST(WindowHandoff, ThePingMessageIsRegisteredOnce) {
-    const UINT message = RegisterPingMessage();
-    EXPECT_NE(message, 0u);
-    EXPECT_EQ(RegisterPingMessage(), message);
-    EXPECT_EQ(message, RegisterWindowMessageW(L"TXCLIPPER_PING"));
 }
 
 // Stands in for the tokens: every window belongs to this process, so the identities are told.
