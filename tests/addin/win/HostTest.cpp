@@ -131,6 +131,11 @@ TEST(CommandBarViewTest, ToolbarAndToolsMenuButtonsAreMadeOnceAndFollowTheReques
     view.Init();
     EXPECT_EQ(explorer.commandBars.standard.buttons.size(), 1u);
     EXPECT_EQ(explorer.commandBars.tools.buttons.size(), 1u);
+
+    // An inspector without command bars gets no view.
+    FakeInspector bare;
+    bare.inspector.Failing(L"CommandBars", E_FAIL);
+    EXPECT_EQ(CInspectorViewBuilder(ButtonCreator()).Create(D(bare.inspector), nullptr), nullptr);
 }
 
 TEST(CommandBarViewTest, WithoutAToolsMenuNothingIsMadeAndActivationRetries) {
@@ -147,12 +152,6 @@ TEST(CommandBarViewTest, WithoutAToolsMenuNothingIsMadeAndActivationRetries) {
     ASSERT_EQ(explorer.commandBars.standard.buttons.size(), 1u);
     ASSERT_EQ(explorer.commandBars.tools.buttons.size(), 1u);
     EXPECT_TRUE(explorer.commandBars.standard.Last().Put(L"Enabled").Bool());
-}
-
-TEST(CommandBarViewTest, InspectorWithoutCommandBarsGetsNoView) {
-    FakeInspector bare;
-    bare.inspector.Failing(L"CommandBars", E_FAIL);
-    EXPECT_EQ(CInspectorViewBuilder(ButtonCreator()).Create(D(bare.inspector), nullptr), nullptr);
 }
 
 // The satellite built beside the add-in, searched by this program's own copy of the add-in code.

@@ -33,49 +33,37 @@ template <typename T> struct Owned {
     T* operator->() const { return p; }
 };
 
-TEST(MapiPropWin, GettersReadThroughHrGetOneProp) {
+TEST(MapiPropWin, GettersReadThroughHrGetOnePropAndLogOnlyRealFailures) {
     Owned<TestMapiProp> mapi;
     mapi->SetText(Mapi::kPR_ATTACH_LONG_FILENAME, L"Quarterly report \x00e9.pdf");
     mapi->SetLong(Mapi::kPR_ATTACH_METHOD, 6);
     mapi->SetBool(Mapi::kPR_ATTACHMENT_HIDDEN, true);
     mapi->SetTime(Mapi::kPR_START_DATE, FILETIME{0x89ABCDEF, 0x01CABDEF});
-    const auto prop = Win::WrapMapiProp(mapi.p);
-    ItemLog log;
-
-    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_LONG_FILENAME),
-              u"Quarterly report \u00e9.pdf");
-    EXPECT_EQ(Global::GetLongProperty(prop.get(), Mapi::kPR_ATTACH_METHOD, 0xFFFFFFFF), 6u);
-    EXPECT_TRUE(Global::GetBoolProperty(prop.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false));
-    EXPECT_EQ(Global::GetTimeProperty(prop.get(), Mapi::kPR_START_DATE, FileTime{}),
-              (FileTime{0x89ABCDEF, 0x01CABDEF}));
-    EXPECT_TRUE(log.Messages().empty());
-}
-
-TEST(MapiPropWin, AbsentPropertiesAreSilentAndOtherFailuresLogged) {
-    Owned<TestMapiProp> mapi;
-    mapi->Fail(Mapi::kPR_ATTACH_CONTENT_ID, MAPI_E_CALL_FAILED);
-    const auto prop = Win::WrapMapiProp(mapi.p);
-
-    Mapi::PropValue value;
-    EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_MIME_TAG, value), kMAPI_E_NOT_FOUND);
-    EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_CONTENT_ID, value), static_cast<HResult>(MAPI_E_CALL_FAILED));
-
-    ItemLog log;
-    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_MIME_TAG, u"none"), u"none");
-    EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_CONTENT_ID, u"none"), u"none");
-    EXPECT_EQ(log.Messages(),
-              (std::vector<std::string>{"Error: HrGetOneProp() failed in GetStringProperty()!"}));
-}
-
-TEST(MapiPropWin, BinaryValuesAndTheReferenceHeld) {
-    Owned<TestMapiProp> mapi;
     mapi->SetBinary(0x0FFF0102, std::string("\x00\x01\x02\xFF", 4));
+    mapi->Fail(Mapi::kPR_ATTACH_CONTENT_ID, MAPI_E_CALL_FAILED);
     {
         const auto prop = Win::WrapMapiProp(mapi.p);
         EXPECT_EQ(mapi->refs, 2u);
+        ItemLog log;
+        EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_LONG_FILENAME),
+                  u"Quarterly report \u00e9.pdf");
+        EXPECT_EQ(Global::GetLongProperty(prop.get(), Mapi::kPR_ATTACH_METHOD, 0xFFFFFFFF), 6u);
+        EXPECT_TRUE(Global::GetBoolProperty(prop.get(), Mapi::kPR_ATTACHMENT_HIDDEN, false));
+        EXPECT_EQ(Global::GetTimeProperty(prop.get(), Mapi::kPR_START_DATE, FileTime{}),
+                  (FileTime{0x89ABCDEF, 0x01CABDEF}));
         Mapi::PropValue value;
         ASSERT_EQ(prop->GetProp(0x0FFF0102, value), S_OK);
         EXPECT_EQ(std::get<Mapi::Binary>(value).bytes, std::string("\x00\x01\x02\xFF", 4));
+        EXPECT_TRUE(log.Messages().empty());
+
+        // An absent property is silent; any other failure is logged.
+        EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_MIME_TAG, value), kMAPI_E_NOT_FOUND);
+        EXPECT_EQ(prop->GetProp(Mapi::kPR_ATTACH_CONTENT_ID, value),
+                  static_cast<HResult>(MAPI_E_CALL_FAILED));
+        EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_MIME_TAG, u"none"), u"none");
+        EXPECT_EQ(Global::GetStringProperty(prop.get(), Mapi::kPR_ATTACH_CONTENT_ID, u"none"), u"none");
+        EXPECT_EQ(log.Messages(),
+                  (std::vector<std::string>{"Error: HrGetOneProp() failed in GetStringProperty()!"}));
     }
     EXPECT_EQ(mapi->refs, 1u);
     EXPECT_EQ(Win::WrapMapiProp(nullptr), nullptr);
