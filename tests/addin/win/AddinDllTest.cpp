@@ -23,6 +23,7 @@
 #include "core/win/ComPtr.h"
 #include "core/win/OleTypes.h"
 #include "support/win/FakeOutlook.h"
+#include "support/win/Registry.h"
 
 // COM objects are destroyed by their own Release; COM interfaces have no destructors.
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
@@ -30,6 +31,9 @@
 namespace Tessarix::Addin {
 namespace {
 
+using Tessarix::Testing::KeyExists;
+using Tessarix::Testing::ReadText;
+using Tessarix::Testing::RunProgram;
 using Testing::D;
 using Testing::Dll;
 using Testing::DllPath;
@@ -51,42 +55,16 @@ const std::vector<std::wstring> kClassSubkeys = {L"InprocServer32", L"ProgID", L
 // ---------------------------------------------------------------------------------------------
 // Registry inspection
 
-struct KeyCloser {
-    void operator()(HKEY key) const { ::RegCloseKey(key); }
-};
-using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
-
-// `view`: 0 for the process's own registry view, or KEY_WOW64_32KEY / KEY_WOW64_64KEY.
-UniqueKey OpenKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
-        return nullptr;
-    return UniqueKey(key);
-}
-
-bool KeyExists(HKEY root, const std::wstring& path) {
-    return OpenKey(root, path) != nullptr;
-}
-
-std::wstring StringValue(HKEY root, const std::wstring& path, const wchar_t* name = nullptr,
-                         REGSAM view = 0) {
-    const UniqueKey key = OpenKey(root, path, view);
-    wchar_t buffer[1024] = {};
-    DWORD size = sizeof(buffer);
-    if (!key ||
-        ::RegGetValueW(key.get(), nullptr, name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
-        return L"<missing>";
-    return buffer;
-}
-
 // The names of the subkeys, sorted; with `depth` > 1 also theirs, as paths below `path`.
 std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM view = 0, int depth = 1) {
     std::vector<std::wstring> names;
-    const UniqueKey key = OpenKey(root, path, view);
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, &key) != ERROR_SUCCESS)
+        return names;
     wchar_t name[256];
-    for (DWORD i = 0; key; ++i) {
+    for (DWORD i = 0;; ++i) {
         DWORD length = 256;
-        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        if (::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
             break;
         names.emplace_back(name, length);
         if (depth > 1) {
@@ -94,6 +72,7 @@ std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM vi
                 names.push_back(std::wstring(name, length) + L"\\" + below);
         }
     }
+    ::RegCloseKey(key);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -221,7 +200,7 @@ TEST_F(RegistrationTest, RegisterWritesTheModuleAndTypeLibraryAndAgainLeavesOneS
     EXPECT_EQ(Subkeys(HKEY_CLASSES_ROOT, kClassKey), kClassSubkeys);
     EXPECT_EQ(Subkeys(HKEY_CLASSES_ROOT, L"TessarixOL.Connect"),
               (std::vector<std::wstring>{L"CLSID", L"CurVer"}));
-    const std::wstring server = StringValue(HKEY_CLASSES_ROOT, kClassKey + L"\\InprocServer32");
+    const std::wstring server = ReadText(HKEY_CLASSES_ROOT, kClassKey + L"\\InprocServer32").value_or(L"");
     EXPECT_EQ(_wcsicmp(server.c_str(), Dll().path.c_str()), 0) << ToUtf8(FromWide(server.c_str()));
 
     // The type library, and with it IRibbonCallback, is registered; Office's interfaces are not.
@@ -273,25 +252,13 @@ std::vector<std::wstring> ClassKeysInBothViews() {
 }
 
 // regsvr32 of this process's bitness (on 64-bit Windows a 32-bit process that names System32 gets
-// SysWOW64): its exit code, or -1 when it could not run.
-long Regsvr32(const std::wstring& options) {
+// SysWOW64): its exit code.
+DWORD Regsvr32(const std::wstring& options) {
     wchar_t system[MAX_PATH] = {};
     ::GetSystemDirectoryW(system, MAX_PATH);
-    std::wstring command =
-        L"\"" + std::wstring(system) + L"\\regsvr32.exe\" /s " + options + L" \"" + Dll().path + L"\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                          &process))
-        return -1;
-    const std::unique_ptr<void, decltype(&::CloseHandle)> processHandle(process.hProcess, &::CloseHandle);
-    const std::unique_ptr<void, decltype(&::CloseHandle)> threadHandle(process.hThread, &::CloseHandle);
-    DWORD code = 0;
-    if (::WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0 ||
-        !::GetExitCodeProcess(process.hProcess, &code))
-        return -1;
-    return static_cast<long>(code);
+    return RunProgram(L"\"" + std::wstring(system) + L"\\regsvr32.exe\" /s " + options + L" \"" + Dll().path +
+                          L"\"",
+                      {}, 60000);
 }
 
 struct Scope {
@@ -315,23 +282,23 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUn
     const Scope& scope = GetParam();
     // A first round leaves the keys that the script never removes (its NoRemove CLSID root); each
     // later round must leave exactly what the first left.
-    ASSERT_EQ(Regsvr32(scope.options), 0);
-    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    ASSERT_EQ(Regsvr32(scope.options), 0u);
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0u);
     const std::vector<std::wstring> before = ClassKeysInBothViews();
     const std::wstring classes = L"Software\\Classes\\";
 
-    ASSERT_EQ(Regsvr32(scope.options), 0);
-    EXPECT_EQ(
-        _wcsicmp(
-            StringValue(scope.root, classes + kClassKey + L"\\InprocServer32", nullptr, kOwnView).c_str(),
-            Dll().path.c_str()),
-        0);
-    EXPECT_EQ(StringValue(scope.root, classes + L"TessarixOL.Connect\\CLSID", nullptr, kOwnView),
+    ASSERT_EQ(Regsvr32(scope.options), 0u);
+    EXPECT_EQ(_wcsicmp(ReadText(scope.root, classes + kClassKey + L"\\InprocServer32", nullptr, kOwnView)
+                           .value_or(L"")
+                           .c_str(),
+                       Dll().path.c_str()),
+              0);
+    EXPECT_EQ(ReadText(scope.root, classes + L"TessarixOL.Connect\\CLSID", nullptr, kOwnView),
               L"{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}");
     const HKEY otherScope = scope.machine ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
-    EXPECT_EQ(OpenKey(otherScope, classes + kClassKey, kOwnView), nullptr);
+    EXPECT_FALSE(KeyExists(otherScope, classes + kClassKey, kOwnView));
     if (scope.machine) {
-        EXPECT_EQ(OpenKey(scope.root, classes + kClassKey, kOtherView) == nullptr, SystemHasTwoViews());
+        EXPECT_EQ(!KeyExists(scope.root, classes + kClassKey, kOtherView), SystemHasTwoViews());
         // COM in a process of the DLL's bitness finds the class from its ProgID.
         CLSID found{};
         EXPECT_EQ(::CLSIDFromProgID(L"TessarixOL.Connect", &found), S_OK);
@@ -342,7 +309,7 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUn
                   S_OK);
     }
 
-    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    ASSERT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0u);
     const std::vector<std::wstring> after = ClassKeysInBothViews();
     std::vector<std::wstring> left, removed;
     std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(left));
@@ -351,7 +318,7 @@ TEST_P(RegistryViewTest, Regsvr32OfTheDllsBitnessRegistersInItsViewAndScopeAndUn
     EXPECT_EQ(left, std::vector<std::wstring>{});
     EXPECT_EQ(removed, std::vector<std::wstring>{});
     // Unregistering what is not registered finds nothing to remove and succeeds.
-    EXPECT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0);
+    EXPECT_EQ(Regsvr32(std::wstring(scope.options) + L" /u"), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scopes, RegistryViewTest,

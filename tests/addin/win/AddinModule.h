@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "core/Utf.h"
+#include "support/win/Registry.h"
 
 namespace Tessarix::Addin::Testing {
 
@@ -32,13 +32,9 @@ template <typename F> inline void Bind(HMODULE module, const char* name, F& func
     function = reinterpret_cast<F>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
 }
 
-// The build's path of the DLL, in the form Wine maps the Unix root to (drive Z:).
+// The build's path of the DLL.
 inline std::wstring DllPath() {
-    std::wstring path = reinterpret_cast<const wchar_t*>(FromUtf8(TX_ADDIN_DLL).c_str());
-    if (!path.empty() && path[0] == L'/')
-        path = L"Z:" + path;
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
+    return Tessarix::Testing::WindowsPath(TX_ADDIN_DLL);
 }
 
 inline AddinModule& Dll() {

@@ -231,15 +231,9 @@ TEST(RegistrationLocaleTest, TheScriptIsReadInTheSystemLocaleAndTheThreadLocaleI
     ASSERT_TRUE(::SetThreadLocale(kGerman));
     const HRESULT registered = RegisterServer(RegistrationScope::CurrentUser);
     EXPECT_EQ(::GetThreadLocale(), kGerman);
-    const auto exists = [](const wchar_t* key) {
-        HKEY opened = nullptr;
-        if (::RegOpenKeyExW(HKEY_CURRENT_USER, key, 0, KEY_READ, &opened) != ERROR_SUCCESS)
-            return false;
-        ::RegCloseKey(opened);
-        return true;
-    };
-    EXPECT_TRUE(exists(L"Software\\Classes\\TessarixOL.Connect"));
-    EXPECT_FALSE(exists(L"Software\\Classes\\TessarixOL.LocaleProbe"));
+    EXPECT_TRUE(Tessarix::Testing::KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.Connect"));
+    EXPECT_FALSE(
+        Tessarix::Testing::KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.LocaleProbe"));
     EXPECT_EQ(UnregisterServer(RegistrationScope::CurrentUser), S_OK);
     EXPECT_EQ(::GetThreadLocale(), kGerman);
     ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\Classes\\TessarixOL.LocaleProbe");

@@ -25,10 +25,16 @@
 #include "core/win/ComPtr.h"
 #include "support/win/ClientWindow.h"
 #include "support/win/FakeOutlook.h"
+#include "support/win/Registry.h"
 
 namespace Tessarix::Addin {
 namespace {
 
+using Tessarix::Testing::KeyExists;
+using Tessarix::Testing::ReadNumber;
+using Tessarix::Testing::ReadText;
+using Tessarix::Testing::RunProgram;
+using Tessarix::Testing::WindowsPath;
 using Win::ComPtr;
 
 constexpr wchar_t kClassKey[] = L"Software\\Classes\\CLSID\\{8B0F3933-6796-44E5-A1DB-8FC1AC46E311}";
@@ -50,78 +56,14 @@ constexpr wchar_t kOwnFolder[] = L"x64";
 constexpr wchar_t kOwnFolder[] = L"x86";
 #endif
 
-std::wstring WindowsPath(const char* unixPath) {
-    std::wstring path = reinterpret_cast<const wchar_t*>(FromUtf8(unixPath).c_str());
-    if (!path.empty() && path[0] == L'/')
-        path = L"Z:" + path;
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
 std::wstring Environment(const wchar_t* name) {
     wchar_t buffer[1024];
     const DWORD length = ::GetEnvironmentVariableW(name, buffer, 1024);
     return length > 0 && length < 1024 ? std::wstring(buffer, length) : std::wstring();
 }
 
-// Runs a program to its end; its exit code.
-DWORD RunProgram(std::wstring commandLine, const std::wstring& environment = {}) {
-    std::vector<wchar_t> block;
-    if (!environment.empty()) {
-        for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += wcslen(entry) + 1)
-            block.insert(block.end(), entry, entry + wcslen(entry) + 1);
-        block.insert(block.end(), environment.begin(), environment.end());
-        block.push_back(0);
-        block.push_back(0);
-    }
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_UNICODE_ENVIRONMENT,
-                          block.empty() ? nullptr : block.data(), nullptr, &startup, &process)) {
-        return ::GetLastError() | 0x80000000u;
-    }
-    ::WaitForSingleObject(process.hProcess, INFINITE);
-    DWORD code = 0;
-    ::GetExitCodeProcess(process.hProcess, &code);
-    ::CloseHandle(process.hThread);
-    ::CloseHandle(process.hProcess);
-    return code;
-}
-
 DWORD Msiexec(const std::wstring& arguments) {
     return RunProgram(L"msiexec.exe " + arguments + L" /qn");
-}
-
-std::optional<std::wstring> ReadText(HKEY root, const std::wstring& key, const wchar_t* name,
-                                     REGSAM view = 0) {
-    wchar_t buffer[1024];
-    DWORD size = sizeof buffer;
-    HKEY opened = nullptr;
-    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | view, &opened) != ERROR_SUCCESS)
-        return std::nullopt;
-    DWORD type = 0;
-    const LSTATUS status =
-        ::RegQueryValueExW(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size);
-    ::RegCloseKey(opened);
-    if (status != ERROR_SUCCESS || type != REG_SZ)
-        return std::nullopt;
-    return std::wstring(buffer, wcsnlen(buffer, size / sizeof(wchar_t)));
-}
-
-std::optional<DWORD> ReadNumber(HKEY root, const std::wstring& key, const wchar_t* name) {
-    DWORD value = 0, size = sizeof value;
-    if (::RegGetValueW(root, key.c_str(), name, RRF_RT_REG_DWORD, nullptr, &value, &size) != ERROR_SUCCESS)
-        return std::nullopt;
-    return value;
-}
-
-bool KeyExists(HKEY root, const std::wstring& key, REGSAM view) {
-    HKEY opened = nullptr;
-    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | view, &opened) != ERROR_SUCCESS)
-        return false;
-    ::RegCloseKey(opened);
-    return true;
 }
 
 bool FileExists(const std::wstring& path) {

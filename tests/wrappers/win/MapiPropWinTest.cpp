@@ -18,6 +18,7 @@
 #include "support/ItemFakes.h"
 #include "support/ItemLog.h"
 #include "support/win/FakeOutlook.h"
+#include "support/win/Registry.h"
 
 namespace Tessarix {
 namespace {
@@ -123,9 +124,7 @@ std::vector<std::pair<std::wstring, DWORD>>& Loads() {
 // code page, and the stream it returns is the body, of the type it reports. The library is taken
 // only where Outlook put it, never from a search that a planted file could win.
 TEST(MapiPropWin, TheNativeBodyComesOnlyFromOutlooksOwnMapi) {
-    std::wstring folder = reinterpret_cast<const wchar_t*>(FromUtf8(TX_OUTLOOK_MAPI_DIR).c_str());
-    std::replace(folder.begin(), folder.end(), L'/', L'\\');
-    folder = L"Z:" + folder;
+    const std::wstring folder = Testing::WindowsPath(TX_OUTLOOK_MAPI_DIR);
     const std::wstring standIn = folder + L"\\msmapi32.dll";
     ASSERT_EQ(::GetModuleHandleW(L"msmapi32.dll"), nullptr) << "Outlook's MAPI is installed here";
     Win::ObserveLibraryLoads([](const wchar_t* file, DWORD flags) { Loads().emplace_back(file, flags); });
