@@ -3,13 +3,29 @@
 namespace Tessarix {
 
 std::string ToUtf8(std::u16string_view text) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 2);
+    // The exact length first: one allocation, and no per-byte growth checks in the second pass.
     const std::size_t n = text.size();
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const char16_t c = text[i];
+        if (c < 0x80) {
+            ++length;
+        } else if (c < 0x800) {
+            length += 2;
+        } else if (c >= 0xD800 && c <= 0xDBFF && i + 1 < n && text[i + 1] >= 0xDC00 &&
+                   text[i + 1] <= 0xDFFF) {
+            length += 4;
+            ++i;
+        } else {
+            length += 3;
+        }
+    }
+    std::string out(length, '\0');
+    char* p = out.data();
     for (std::size_t i = 0; i < n; ++i) {
         char32_t c = text[i];
         if (c < 0x80) {
-            out.push_back(static_cast<char>(c));
+            *p++ = static_cast<char>(c);
             continue;
         }
         if (c >= 0xD800 && c <= 0xDBFF && i + 1 < n && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
@@ -19,32 +35,30 @@ std::string ToUtf8(std::u16string_view text) {
             c = 0xFFFD;
         }
         if (c < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+            *p++ = static_cast<char>(0xC0 | (c >> 6));
+            *p++ = static_cast<char>(0x80 | (c & 0x3F));
         } else if (c < 0x10000) {
-            out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+            *p++ = static_cast<char>(0xE0 | (c >> 12));
+            *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *p++ = static_cast<char>(0x80 | (c & 0x3F));
         } else {
-            out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+            *p++ = static_cast<char>(0xF0 | (c >> 18));
+            *p++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            *p++ = static_cast<char>(0x80 | (c & 0x3F));
         }
     }
     return out;
 }
 
-std::u16string FromUtf8(std::string_view bytes) {
-    std::u16string out;
-    out.reserve(bytes.size());
+char16_t* FromUtf8(std::string_view bytes, char16_t* out) {
     const auto* s = reinterpret_cast<const unsigned char*>(bytes.data());
     const std::size_t n = bytes.size();
     std::size_t i = 0;
     while (i < n) {
         const unsigned char b = s[i];
         if (b < 0x80) {
-            out.push_back(b);
+            *out++ = b;
             ++i;
             continue;
         }
@@ -71,7 +85,7 @@ std::u16string FromUtf8(std::string_view bytes) {
             if (b == 0xF4)
                 hi = 0x8F;
         } else {
-            out.push_back(0xFFFD);
+            *out++ = 0xFFFD;
             ++i;
             continue;
         }
@@ -87,19 +101,25 @@ std::u16string FromUtf8(std::string_view bytes) {
             c = (c << 6) | (s[j] & 0x3F);
         }
         if (!ok) {
-            out.push_back(0xFFFD);
+            *out++ = 0xFFFD;
             i = j;
             continue;
         }
         if (c >= 0x10000) {
             c -= 0x10000;
-            out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
-            out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+            *out++ = static_cast<char16_t>(0xD800 + (c >> 10));
+            *out++ = static_cast<char16_t>(0xDC00 + (c & 0x3FF));
         } else {
-            out.push_back(static_cast<char16_t>(c));
+            *out++ = static_cast<char16_t>(c);
         }
         i = j;
     }
+    return out;
+}
+
+std::u16string FromUtf8(std::string_view bytes) {
+    std::u16string out(bytes.size(), u'\0');
+    out.resize(static_cast<std::size_t>(FromUtf8(bytes, out.data()) - out.data()));
     return out;
 }
 

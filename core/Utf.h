@@ -10,6 +10,9 @@ namespace Tessarix {
 std::string ToUtf8(std::u16string_view text);
 // Ill-formed UTF-8 becomes U+FFFD per maximal ill-formed subsequence, as MultiByteToWideChar does.
 std::u16string FromUtf8(std::string_view bytes);
+// The same into `out`, which has room for bytes.size() units (never more are written); returns
+// the end of what was written.
+char16_t* FromUtf8(std::string_view bytes, char16_t* out);
 
 // UTF-8 text made safe for a terminal: every C0 control character but line feed and tab, DEL and
 // every C1 control character becomes a blank, and ill-formed UTF-8 becomes U+FFFD, so that text

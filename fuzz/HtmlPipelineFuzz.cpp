@@ -1,7 +1,8 @@
 // The portable HTML pipeline: bounding pass, load (gumbo), cascade (litehtml) and the note-content
 // serializer, unbounded and under a limit, then the content pipeline's cleanup. Any HTML loads;
 // the serialization under a limit is the unbounded one when that fits and fails when it does not,
-// never giving output past the limit; cleanup gives the same content, or no content and no
+// never giving output past the limit, and a load under a limit refuses only documents whose
+// serialization does not fit; cleanup gives the same content, or no content and no
 // resource when the note would be too large; a document within the bounding pass's bounds reaches
 // gumbo unchanged. The text of an HTML body (a saved item's Body) comes out of any HTML too.
 //
@@ -20,6 +21,7 @@
 #include "fuzz/FuzzCheck.h"
 #include "html/Cleanup.h"
 #include "html/DomLoader.h"
+#include "html/Engine.h"
 #include "html/PictureSources.h"
 #include "html/Serializer.h"
 #include "html/posix/BoundedMarkup.h"
@@ -56,10 +58,18 @@ std::size_t PicturesWithAddress(const Html::Document& document) {
     return count;
 }
 
-void CheckPipeline(const Html::Document& document, std::int32_t limit) {
+void CheckPipeline(const Html::Document& document, const StringUTF8& bytes, std::int32_t limit) {
     Clipper::NoteContentSerializer whole(0);
     whole.Serialize(document);
     const std::u16string& full = whole.Output();
+
+    // Refused while loading only when the content surely passes the limit.
+    try {
+        Fuzz::Require(Html::LoadDocument(bytes, limit) != nullptr, "no document");
+    } catch (const Clipper::SerializerOutputLimitException&) {
+        Fuzz::Require(full.size() > static_cast<std::size_t>(limit),
+                      "a load refused content within the limit");
+    }
 
     Clipper::NoteContentSerializer bounded(limit);
     try {
@@ -112,7 +122,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const Html::DocumentPtr document =
             (flags & 4) == 0 ? Global::CreateDOM(bytes) : Global::CreateDOM(TextContent(bytes, codePage));
         Fuzz::Require(document != nullptr, "no document");
-        CheckPipeline(*document, limit);
+        CheckPipeline(*document,
+                      (flags & 4) == 0 ? bytes
+                                       : Html::EngineInput(Html::DecodeText(TextContent(bytes, codePage))),
+                      limit);
     } catch (...) {
         Fuzz::Fail("the HTML pipeline raised", Fuzz::Describe(std::current_exception()));
     }

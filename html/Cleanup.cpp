@@ -65,6 +65,20 @@ void LogPicturesLeftOut(const Html::Document& document) {
     }
 }
 
+[[noreturn]] void RefuseTooLarge() {
+    Log().Error(u"SerializerOutputLimitException is thrown.");
+    throw NoteContentSizeExceededException();
+}
+
+// Loads under the note limit: a mail whose markup alone makes it too large is refused unstyled.
+template <typename Text> Html::DocumentPtr LoadBounded(const Text& html) {
+    try {
+        return CreateDOM(html, Clipper::kNoteContentLimit);
+    } catch (const Clipper::SerializerOutputLimitException&) {
+        RefuseTooLarge();
+    }
+}
+
 } // namespace
 
 std::u16string Cleanup(const Html::Document& document, Notes::ResourceList& resources,
@@ -74,8 +88,7 @@ std::u16string Cleanup(const Html::Document& document, Notes::ResourceList& reso
     try {
         serializer.Serialize(document);
     } catch (const Clipper::SerializerOutputLimitException&) {
-        Log().Error(u"SerializerOutputLimitException is thrown.");
-        throw NoteContentSizeExceededException();
+        RefuseTooLarge();
     }
 
     const std::size_t count = document.ImageCount();
@@ -97,13 +110,13 @@ std::u16string Cleanup(const Html::Document& document, Notes::ResourceList& reso
 
 std::u16string MakeCleanContent(const std::u16string& html, Notes::ResourceList& resources,
                                 std::vector<std::u16string>& unresolved) {
-    const Html::DocumentPtr document = CreateDOM(html);
+    const Html::DocumentPtr document = LoadBounded(html);
     return Cleanup(*document, resources, unresolved);
 }
 
 std::u16string MakeCleanContent(const TextContent& html, Notes::ResourceList& resources,
                                 std::vector<std::u16string>& unresolved) {
-    const Html::DocumentPtr document = CreateDOM(html);
+    const Html::DocumentPtr document = LoadBounded(html);
     return Cleanup(*document, resources, unresolved);
 }
 

@@ -197,6 +197,10 @@ public:
 
     virtual Style StyleOf(Node element) const = 0;
     virtual std::u16string_view StyleValue(Style style, CssProperty property) const = 0;
+    // Whether elements that style alike share one style handle, so that a reader may keep what it
+    // made of a handle's values for the next element with that handle. A handle's values never
+    // change and no handle is reused for other values, whatever this answers.
+    virtual bool SharesStyles() const { return false; }
 
     // The document's pictures in document order, each with its address as the engine resolved it.
     virtual std::size_t ImageCount() const = 0;

@@ -9,19 +9,19 @@
 namespace Tessarix {
 namespace {
 
-void ReplaceAll(std::u16string& text, std::u16string_view from, std::u16string_view to) {
+void ReplaceAll(std::string& text, std::string_view from, std::string_view to) {
     std::size_t pos = text.find(from);
-    if (pos == std::u16string::npos)
+    if (pos == std::string::npos)
         return;
-    std::u16string result;
+    std::string result;
     result.reserve(text.size() + 16);
     std::size_t start = 0;
-    for (; pos != std::u16string::npos; pos = text.find(from, start)) {
+    for (; pos != std::string::npos; pos = text.find(from, start)) {
         result.append(text, start, pos - start);
         result.append(to);
         start = pos + from.size();
     }
-    result.append(text, start, std::u16string::npos);
+    result.append(text, start, std::string::npos);
     text = std::move(result);
 }
 
@@ -35,41 +35,41 @@ std::u16string DecodeText(const TextContent& content) {
     return CodePage::ToWide(content.Bytes().View(), content.CodePage());
 }
 
-std::u16string RepairText(std::u16string text) {
+std::string RepairText(std::string text) {
     // MSHTML drops "if !IE" blocks and keeps "if IE" ones: VML shapes go, their pictures stay.
-    ReplaceAll(text, u"if gte vml 1", u"if !IE");
-    ReplaceAll(text, u"if !vml", u"if IE");
-    if (text.find(kCharsetDeclaration) != std::u16string::npos)
+    ReplaceAll(text, "if gte vml 1", "if !IE");
+    ReplaceAll(text, "if !vml", "if IE");
+    if (text.find(kCharsetDeclaration) != std::string::npos)
         return text;
-    constexpr std::u16string_view head = u"<head>";
+    constexpr std::string_view head = "<head>";
     const std::size_t at = text.find(head);
-    text.insert(at == std::u16string::npos ? 0 : at + head.size(), kCharsetDeclaration);
+    text.insert(at == std::string::npos ? 0 : at + head.size(), kCharsetDeclaration);
     return text;
 }
 
 StringUTF8 EngineInput(const std::u16string& text) {
     // Item text that XML cannot carry becomes a blank before the engine sees it, as in the rest of
     // the note; engines differ (gumbo makes such characters U+FFFD, MSHTML keeps them).
-    return StringUTF8::Adopt(ToUtf8(RepairText(Xml::ReplaceNonXmlCharacters(text))));
+    return StringUTF8::Adopt(RepairText(ToUtf8(Xml::ReplaceNonXmlCharacters(text))));
 }
 
 } // namespace Html
 
 namespace Global {
 
-Html::DocumentPtr CreateDOM(const TextContent& content) {
+Html::DocumentPtr CreateDOM(const TextContent& content, std::int32_t contentLimit) {
     CallTracer trace(u"Global::CreateDOM( TextContent )");
-    return CreateDOM(Html::DecodeText(content));
+    return CreateDOM(Html::DecodeText(content), contentLimit);
 }
 
-Html::DocumentPtr CreateDOM(const std::u16string& text) {
+Html::DocumentPtr CreateDOM(const std::u16string& text, std::int32_t contentLimit) {
     CallTracer trace(u"Global::CreateDOM( CStringW )");
-    return CreateDOM(Html::EngineInput(text));
+    return CreateDOM(Html::EngineInput(text), contentLimit);
 }
 
-Html::DocumentPtr CreateDOM(const StringUTF8& bytes) {
+Html::DocumentPtr CreateDOM(const StringUTF8& bytes, std::int32_t contentLimit) {
     CallTracer trace(u"Global::CreateDOM( StringUTF8 )");
-    return Html::LoadDocument(bytes);
+    return Html::LoadDocument(bytes, contentLimit);
 }
 
 } // namespace Global

@@ -1,6 +1,8 @@
 #pragma once
 // The platform's HTML engine: UTF-8 bytes in, a finished document out. Windows loads them into
 // MSHTML, POSIX parses them with gumbo and cascades styles with litehtml.
+#include <cstdint>
+
 #include "core/ByteString.h"
 #include "core/Exceptions.h"
 #include "html/Document.h"
@@ -16,7 +18,10 @@ inline constexpr HResult kLoadCancelled = HResultFrom(0x800704C7u); // HRESULT_F
 // How long the load may take before kLoadTimedOut, in milliseconds.
 inline constexpr unsigned kLoadTimeoutMs = 60000;
 
-// Never returns a null document.
-DocumentPtr LoadDocument(const StringUTF8& bytes);
+// Never returns a null document. With a `contentLimit` of 1 or more, an engine that can tell
+// from the markup alone that the note content serialized from the document would be longer
+// than that (in UTF-16 units) may throw Clipper::SerializerOutputLimitException instead of
+// loading it; it never refuses a document whose content would fit.
+DocumentPtr LoadDocument(const StringUTF8& bytes, std::int32_t contentLimit = 0);
 
 } // namespace Tessarix::Html

@@ -97,6 +97,20 @@ bool IsScriptAttribute(std::u16string_view name) {
            EqualsNoCase(name, u"srcdoc");
 }
 
+// Escapes what would end a double-quoted attribute value or start markup inside it.
+void AppendQuoted(std::u16string& out, std::u16string_view value) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char16_t c = value[i];
+        if (c != u'&' && c != u'<' && c != u'"')
+            continue;
+        out.append(value.substr(start, i - start));
+        out.append(c == u'&' ? u"&amp;" : c == u'<' ? u"&lt;" : u"&quot;");
+        start = i + 1;
+    }
+    out.append(value.substr(start));
+}
+
 bool IsBorderProperty(CssProperty p) {
     return static_cast<int>(p) >= static_cast<int>(CssProperty::BorderBottomColor) &&
            static_cast<int>(p) <= static_cast<int>(CssProperty::BorderWidth);
@@ -117,6 +131,15 @@ bool Accepts(std::u16string_view name) {
         if (EqualsNoCase(name, dropped))
             return false;
     return true;
+}
+
+bool WritesAttribute(std::u16string_view name, std::u16string_view value, bool styled) {
+    if (value.empty() || IsAuto(value))
+        return false;
+    if (!IsWritableName(name) || IsScriptAttribute(name) || IsScriptAddress(value))
+        return false;
+    // The computed style stands for the element's own; without one, the own is held to the same rule.
+    return !(EqualsNoCase(name, u"style") && (styled || IsScriptStyle(value)));
 }
 
 std::u16string_view FontSizeValue(std::u16string_view computed) {
@@ -143,6 +166,7 @@ void NoteContentSerializer::Write(std::u16string_view text) {
 
 void NoteContentSerializer::Serialize(const Html::Document& document) {
     document_ = &document;
+    styleTexts_.clear(); // handles are the document's
     struct Frame {
         Node node;
         std::size_t next;
@@ -260,23 +284,15 @@ void NoteContentSerializer::WriteText(Node node) {
 }
 
 void NoteContentSerializer::WriteQuoted(std::u16string_view value) {
-    std::size_t start = 0;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        const char16_t c = value[i];
-        if (c != u'&' && c != u'<' && c != u'"')
-            continue;
-        Write(value.substr(start, i - start));
-        Write(c == u'&' ? u"&amp;" : c == u'<' ? u"&lt;" : u"&quot;");
-        start = i + 1;
-    }
-    Write(value.substr(start));
+    scratch_.clear();
+    AppendQuoted(scratch_, value);
+    Write(scratch_);
 }
 
 bool NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
     const Html::Style style = document_->StyleOf(element);
     if (!style)
         return false;
-    Write(u" style=\"");
     const bool notBody = !EqualsNoCase(name, u"body");
     bool withFontSize = true;
     if (EqualsNoCase(name, u"font")) {
@@ -284,31 +300,67 @@ bool NoteContentSerializer::WriteStyle(Node element, std::u16string_view name) {
         withFontSize = !(size && size->specified);
     }
     const std::u16string_view fontSize = FontSizeToWrite(document_->StyleValue(style, CssProperty::FontSize));
-    for (std::size_t i = 0; i < Html::kCssPropertyCount; ++i) {
-        const auto property = static_cast<CssProperty>(i);
-        if (!notBody && (IsBorderProperty(property) || property == CssProperty::Overflow))
-            continue;
-        if (property == CssProperty::FontSize && !withFontSize)
-            continue;
-        const std::u16string_view value =
-            property == CssProperty::FontSize ? fontSize : document_->StyleValue(style, property);
-        if (value.empty() || IsAuto(value) || IsScriptStyle(value))
-            continue;
-        Write(Html::CssPropertyName(property));
+    const StyleText& text = StyleTextOf(style, notBody);
+    Write(u" style=\"");
+    Write(text.beforeFontSize);
+    if (withFontSize && !fontSize.empty() && !IsAuto(fontSize) && !IsScriptStyle(fontSize)) {
+        Write(Html::CssPropertyName(CssProperty::FontSize));
         Write(u":");
-        WriteQuoted(value);
+        WriteQuoted(fontSize);
         Write(u";");
     }
+    Write(text.afterFontSize);
     Write(u"\"");
     return true;
+}
+
+const NoteContentSerializer::StyleText& NoteContentSerializer::StyleTextOf(Html::Style style, bool notBody) {
+    StyleText* text = &styleText_;
+    if (document_->SharesStyles()) {
+        auto [slot, fresh] = styleTexts_.try_emplace({style.id, notBody});
+        if (!fresh)
+            return slot->second;
+        text = &slot->second;
+    }
+    text->beforeFontSize.clear();
+    text->afterFontSize.clear();
+    for (std::size_t i = 0; i < Html::kCssPropertyCount; ++i) {
+        const auto property = static_cast<CssProperty>(i);
+        if (property == CssProperty::FontSize)
+            continue;
+        if (!notBody && (IsBorderProperty(property) || property == CssProperty::Overflow))
+            continue;
+        const std::u16string_view value = document_->StyleValue(style, property);
+        if (value.empty() || IsAuto(value) || IsScriptStyle(value))
+            continue;
+        std::u16string& out =
+            i < static_cast<std::size_t>(CssProperty::FontSize) ? text->beforeFontSize : text->afterFontSize;
+        out.append(Html::CssPropertyName(property));
+        out += u':';
+        AppendQuoted(out, value);
+        out += u';';
+    }
+    return *text;
 }
 
 std::u16string_view NoteContentSerializer::FontSizeToWrite(std::u16string_view reported) {
     static const FontSize kRoot{u"", u"12pt"};
     const FontSize& parent = fontSizes_.empty() ? kRoot : fontSizes_.back();
-    const bool number = !reported.empty() && Serialization::FontSizeValue(reported) != reported;
     elementSized_ = true;
     elementSize_.reported.assign(reported);
+    // Lengths first, so that no two triples make one key.
+    fontSizeKey_.clear();
+    for (const std::size_t n : {reported.size(), parent.reported.size()}) {
+        fontSizeKey_ += static_cast<char16_t>(n & 0xFFFF);
+        fontSizeKey_ += static_cast<char16_t>(n >> 16);
+    }
+    fontSizeKey_.append(reported).append(parent.reported).append(parent.resolved);
+    if (const auto known = fontSizeMemo_.find(fontSizeKey_); known != fontSizeMemo_.end()) {
+        elementSize_.resolved = known->second.first;
+        fontSizeText_ = known->second.second;
+        return fontSizeText_;
+    }
+    const bool number = !reported.empty() && Serialization::FontSizeValue(reported) != reported;
     if ((number || Html::IsRelativeFontSize(reported)) && reported == parent.reported) {
         // Inherited: the size the parent had, not the relative value applied once more.
         elementSize_.resolved = parent.resolved;
@@ -321,6 +373,10 @@ std::u16string_view NoteContentSerializer::FontSizeToWrite(std::u16string_view r
         elementSize_.resolved = points ? Html::PointsText(*points) : std::u16string(reported);
         fontSizeText_.assign(Serialization::FontSizeValue(reported));
     }
+    // Bounded: a document of ever new sizes does not keep them all.
+    if (fontSizeMemo_.size() >= 4096)
+        fontSizeMemo_.clear();
+    fontSizeMemo_.emplace(fontSizeKey_, std::make_pair(elementSize_.resolved, fontSizeText_));
     return fontSizeText_;
 }
 
@@ -331,12 +387,7 @@ void NoteContentSerializer::WriteAttributes(Node element, bool styled) {
         if (!a.specified || !a.value)
             continue;
         const std::u16string_view value = *a.value;
-        if (value.empty() || IsAuto(value))
-            continue;
-        if (!IsWritableName(a.name) || IsScriptAttribute(a.name) || IsScriptAddress(value))
-            continue;
-        // The computed style stands for the element's own; without one, the own is held to the same rule.
-        if (EqualsNoCase(a.name, u"style") && (styled || IsScriptStyle(value)))
+        if (!Serialization::WritesAttribute(a.name, value, styled))
             continue;
         Write(u" ");
         Write(a.name);

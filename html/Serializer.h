@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "html/Document.h"
@@ -28,6 +30,12 @@ public:
 
 private:
     void Write(std::u16string_view text);
+    // A document's elements share few styles: each style's declarations are made once.
+    struct StyleText {
+        std::u16string beforeFontSize; // the declarations that precede font-size in the list
+        std::u16string afterFontSize;
+    };
+    const StyleText& StyleTextOf(Html::Style style, bool notBody);
     bool Open(Html::Node node);
     void Close(Html::Node node);
     void WriteText(Html::Node node);
@@ -50,6 +58,18 @@ private:
     FontSize elementSize_;
     bool elementSized_ = false;
     std::u16string fontSizeText_;
+    // The resolved size and the text written, by reported size and parent's reported and resolved
+    // size: few combinations repeat over the whole document.
+    std::unordered_map<std::u16string, std::pair<std::u16string, std::u16string>> fontSizeMemo_;
+    std::u16string fontSizeKey_;
+
+    struct StyleKeyHash {
+        std::size_t operator()(const std::pair<std::uintptr_t, bool>& key) const {
+            return std::hash<std::uintptr_t>()(key.first * 2 + key.second);
+        }
+    };
+    std::unordered_map<std::pair<std::uintptr_t, bool>, StyleText, StyleKeyHash> styleTexts_;
+    StyleText styleText_;
 
     const Html::Document* document_ = nullptr;
     std::u16string output_;
@@ -61,6 +81,9 @@ private:
 namespace Serialization {
 // Whether the element filter keeps a node of this name.
 bool Accepts(std::u16string_view nodeName);
+// Whether a specified attribute with this name and string value is written on an element that
+// `styled` (got a style attribute of its own).
+bool WritesAttribute(std::u16string_view name, std::u16string_view value, bool styled);
 // The value written for a computed font size: an all-digit value is an HTML font size and
 // becomes its keyword; anything else is kept.
 std::u16string_view FontSizeValue(std::u16string_view computed);

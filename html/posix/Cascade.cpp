@@ -59,7 +59,47 @@ std::string StripHtmlCommentMarkers(std::string text) {
     return text;
 }
 
+bool IsWordByte(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '_' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// Adds the words of `text` (runs of name characters, lower-cased); false when it has a backslash.
+bool AddWords(std::string_view text, std::unordered_set<std::string>& words) {
+    std::string word;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text[i] == '\\')
+            return false;
+        if (i < text.size() && IsWordByte(text[i])) {
+            word += text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] - 'A' + 'a') : text[i];
+            continue;
+        }
+        if (!word.empty())
+            words.insert(std::move(word));
+        word.clear();
+    }
+    return true;
+}
+
 } // namespace
+
+bool Cascade::Selectable(std::string_view attribute) {
+    if (keepAllAttributes_ || attribute == "id" || attribute == "class" || attribute == "href")
+        return true;
+    // Any word of the name: a namespaced name is selected as "ns|name".
+    for (std::size_t i = 0; i <= attribute.size(); ++i) {
+        if (i < attribute.size() && IsWordByte(attribute[i])) {
+            word_ += attribute[i] >= 'A' && attribute[i] <= 'Z' ? static_cast<char>(attribute[i] - 'A' + 'a')
+                                                                : attribute[i];
+            continue;
+        }
+        const bool named = !word_.empty() && sheetWords_.count(word_) > 0;
+        word_.clear();
+        if (named)
+            return true;
+    }
+    return false;
+}
 
 Cascade::Cascade() : container_(std::make_unique<ShadowContainer>()) {
     document_ = std::make_shared<litehtml::document>(container_.get(), &DefaultContext());
@@ -72,6 +112,9 @@ void Cascade::AddStyleSheet(std::string text, std::string_view media) {
 }
 
 void Cascade::Prepare() {
+    keepAllAttributes_ = !AddWords(kDefaultStyleSheet, sheetWords_);
+    for (const auto& [text, media] : sheets_)
+        keepAllAttributes_ = !AddWords(text, sheetWords_) || keepAllAttributes_;
     // The document's rules, kept alive by the selectors' owner below.
     auto sheet = std::make_shared<litehtml::css>();
     for (const auto& [text, media] : sheets_) {
@@ -129,6 +172,8 @@ Cascade::CreateElement(const Shadow& parent, std::string_view tag,
     std::string name, value;
     bool link = false;
     for (const auto& [n, v] : attributes) {
+        if (!Selectable(n))
+            continue;
         name.assign(n);
         value.assign(v);
         element->set_attr(name.c_str(), value.c_str());

@@ -56,6 +56,8 @@ public:
 
 private:
     const litehtml::style& RuleStyle(std::size_t index);
+    // Whether a selector can test an attribute of this name.
+    bool Selectable(std::string_view attribute);
     const litehtml::element* VarScope();
     void Match(litehtml::element& element, std::string_view tag, std::vector<std::uint32_t>& out);
 
@@ -73,6 +75,12 @@ private:
     std::vector<std::uint32_t> candidates_;
     std::string bucket_;
     std::vector<std::pair<std::string, std::string>> sheets_;
+    // The words of every sheet (lower case); an attribute no selector names is not given to the
+    // shadow element, which copies and indexes each one it gets. A backslash (an escape could
+    // spell any name) keeps them all.
+    std::unordered_set<std::string> sheetWords_;
+    bool keepAllAttributes_ = false;
+    std::string word_;
     std::unordered_map<std::string, std::unique_ptr<litehtml::style>> parsedStyles_;
     std::unordered_map<std::string, const DeclaredStyle*> memo_;
     std::deque<DeclaredStyle> declared_;

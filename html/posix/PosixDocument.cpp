@@ -14,6 +14,7 @@
 
 #include "core/Utf.h"
 #include "html/Engine.h"
+#include "html/Serializer.h"
 #include "html/posix/BoundedMarkup.h"
 #include "html/posix/Cascade.h"
 #include "html/posix/StyleValues.h"
@@ -66,11 +67,7 @@ public:
     std::u16string_view Add(std::u16string_view text) {
         if (text.empty())
             return u"";
-        if (text.size() > left_) {
-            const std::size_t size = std::max(text.size(), kBlockSize);
-            next_ = blocks_.emplace_back(new char16_t[size]).get();
-            left_ = size;
-        }
+        Reserve(text.size());
         char16_t* start = next_;
         std::copy(text.begin(), text.end(), start);
         next_ += text.size();
@@ -78,16 +75,28 @@ public:
         return {start, text.size()};
     }
     std::u16string_view AddUtf8(std::string_view text) {
-        scratch_ = FromUtf8(text);
-        return Add(scratch_);
+        // UTF-16 never takes more units than UTF-8 takes bytes: decoded in place.
+        if (text.empty())
+            return u"";
+        Reserve(text.size());
+        char16_t* start = next_;
+        next_ = FromUtf8(text, start);
+        left_ -= static_cast<std::size_t>(next_ - start);
+        return {start, static_cast<std::size_t>(next_ - start)};
     }
 
 private:
+    void Reserve(std::size_t units) {
+        if (units <= left_)
+            return;
+        const std::size_t size = std::max(units, kBlockSize);
+        next_ = blocks_.emplace_back(new char16_t[size]).get();
+        left_ = size;
+    }
     static constexpr std::size_t kBlockSize = std::size_t{1} << 18;
     std::vector<std::unique_ptr<char16_t[]>> blocks_;
     char16_t* next_ = nullptr;
     std::size_t left_ = 0;
-    std::u16string scratch_;
 };
 
 struct NodeRecord {
@@ -151,6 +160,8 @@ public:
             return {};
         return reinterpret_cast<const ComputedStyle*>(style.id)->values[static_cast<std::size_t>(property)];
     }
+    // Elements whose declarations and parent style are the same share one computed style.
+    bool SharesStyles() const override { return true; }
     std::size_t ImageCount() const override { return images_.size(); }
     std::optional<std::u16string_view> ImageSource(std::size_t index) const override {
         if (index >= images_.size())
@@ -581,9 +592,96 @@ void TreeBuilder::ResolveStyles() {
     }
 }
 
+// The UTF-16 length of valid UTF-8 (gumbo's text always is).
+std::size_t Utf16Length(std::string_view utf8) {
+    std::size_t units = 0;
+    for (const char c : utf8) {
+        const auto b = static_cast<unsigned char>(c);
+        units += (b & 0xC0) != 0x80;
+        units += b >= 0xF0;
+    }
+    return units;
+}
+
+// A lower bound of the length of the note content the serializer writes for the document this
+// tree becomes, counting only what it surely writes: the text and comments, and each element's
+// tags, style attribute and written attributes, outside the elements whose content it drops.
+// Elements of unknown name count nothing (their names and content are not worth the checks).
+// Stops counting once past `limit`.
+std::size_t ContentFloor(const GumboNode* documentNode, std::size_t limit) {
+    std::size_t floor = 0;
+    std::vector<const GumboNode*> stack{documentNode};
+    std::u16string name, value;
+    auto pushChildren = [&](const GumboVector& children) {
+        for (unsigned i = children.length; i-- > 0;)
+            stack.push_back(static_cast<const GumboNode*>(children.data[i]));
+    };
+    while (!stack.empty() && floor <= limit) {
+        const GumboNode* node = stack.back();
+        stack.pop_back();
+        switch (node->type) {
+        case GUMBO_NODE_DOCUMENT:
+            pushChildren(node->v.document.children);
+            continue;
+        case GUMBO_NODE_COMMENT:
+            floor += 7; // "<!--" "-->"
+            [[fallthrough]];
+        case GUMBO_NODE_TEXT:
+        case GUMBO_NODE_WHITESPACE:
+        case GUMBO_NODE_CDATA:
+            floor += Utf16Length(node->v.text.text); // escaping only lengthens it
+            continue;
+        case GUMBO_NODE_ELEMENT:
+        case GUMBO_NODE_TEMPLATE:
+            break;
+        default:
+            continue;
+        }
+        const GumboElement& e = node->v.element;
+        if (e.tag == GUMBO_TAG_UNKNOWN)
+            continue;
+        const std::string_view tag = gumbo_normalized_tagname(e.tag);
+        name.assign(tag.begin(), tag.end());
+        if (!Clipper::Serialization::Accepts(name))
+            continue;
+        if (e.tag == GUMBO_TAG_HTML) {
+            pushChildren(e.children);
+            continue;
+        }
+        floor += 1 + tag.size(); // "<NAME"
+        if (e.tag == GUMBO_TAG_BR || e.tag == GUMBO_TAG_NOBR) {
+            floor += 3; // " />"
+            continue;
+        }
+        // Every element of this engine has a computed style, so a style attribute, if empty.
+        floor += 9; // ` style=""`
+        if (e.tag == GUMBO_TAG_FORM) {
+            floor += 2 + 3 + tag.size(); // " >" "</NAME>"
+            pushChildren(e.children);
+            continue;
+        }
+        for (unsigned i = 0; i < e.attributes.length; ++i) {
+            const auto* a = static_cast<const GumboAttribute*>(e.attributes.data[i]);
+            if (std::strcmp(a->name, "style") == 0) // not specified: see TreeBuilder::AddChild
+                continue;
+            name = FromUtf8(a->name);
+            value = FromUtf8(a->value);
+            if (Clipper::Serialization::WritesAttribute(name, value, true))
+                floor += 4 + name.size() + value.size(); // ` name="value"`, escaping only lengthens it
+        }
+        if (e.tag == GUMBO_TAG_IMG) {
+            floor += 3; // " />"
+            continue;
+        }
+        floor += 1 + 3 + tag.size(); // ">" "</NAME>"
+        pushChildren(e.children);
+    }
+    return floor;
+}
+
 } // namespace
 
-DocumentPtr LoadDocument(const StringUTF8& bytes) {
+DocumentPtr LoadDocument(const StringUTF8& bytes, std::int32_t contentLimit) {
     auto document = std::make_shared<PosixDocument>();
     // gumbo's work is bounded through the markup it sees; its output points into that markup.
     std::string bounded;
@@ -599,6 +697,9 @@ DocumentPtr LoadDocument(const StringUTF8& bytes) {
         // Recorded parse errors copy the open-element stack: quadratic in nesting depth.
         options.max_errors = 0;
         const GumboOutput* output = gumbo_parse_with_options(&options, markup.data(), markup.size());
+        if (contentLimit >= 1 && ContentFloor(output->document, static_cast<std::size_t>(contentLimit)) >
+                                     static_cast<std::size_t>(contentLimit))
+            throw Clipper::SerializerOutputLimitException();
         Cascade cascade;
         TreeBuilder builder(*document, cascade);
         builder.CollectStyleSheets(output->document);

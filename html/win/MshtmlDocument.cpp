@@ -543,7 +543,7 @@ void WaitUntilComplete(IHTMLDocument2& document) {
 
 } // namespace
 
-DocumentPtr LoadDocument(const StringUTF8& bytes) {
+DocumentPtr LoadDocument(const StringUTF8& bytes, std::int32_t /*contentLimit: MSHTML loads whole*/) {
     ComPtr<IHTMLDocument2> document;
     Check(::CoCreateInstance(kClsidHtmlDocument, nullptr, kClassContext, __uuidof(IHTMLDocument2),
                              reinterpret_cast<void**>(document.AddressOf())));

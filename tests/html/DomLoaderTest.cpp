@@ -15,7 +15,7 @@ namespace {
 const std::string kDecl = "<meta http-equiv=Content-Type content=\"text/html; charset=utf-8\">";
 
 std::string Repair(const std::string& text) {
-    return ToUtf8(Html::RepairText(FromUtf8(text)));
+    return Html::RepairText(text);
 }
 
 TEST(DomLoader, PutsTheCharsetDeclarationRightBehindTheFirstHead) {
