@@ -72,6 +72,20 @@ namespace ExportXml {
 // under a private-use character while libxml2 parses.
 constexpr std::string_view kCarriageReturn = "\xEE\x80\x80";
 
+// `text` with every `from` after `start` replaced by `to`.
+inline std::string Replaced(std::string_view text, std::string_view from, std::string_view to,
+                            std::size_t start = 0) {
+    std::string out(text.substr(0, start));
+    for (text.remove_prefix(start);;) {
+        const std::size_t at = text.find(from);
+        out.append(text.substr(0, at));
+        if (at == std::string_view::npos)
+            return out;
+        out.append(to);
+        text.remove_prefix(at + from.size());
+    }
+}
+
 inline std::string Name(const xmlNode* node) {
     return reinterpret_cast<const char*>(node->name);
 }
@@ -79,10 +93,8 @@ inline std::string Name(const xmlNode* node) {
 // The element's text, its CDATA sections joined.
 inline std::string Text(const xmlNode* node) {
     xmlChar* text = xmlNodeGetContent(node);
-    std::string out = text ? reinterpret_cast<const char*>(text) : "";
+    const std::string out = Replaced(text ? reinterpret_cast<const char*>(text) : "", kCarriageReturn, "\r");
     xmlFree(text);
-    for (std::size_t at = 0; (at = out.find(kCarriageReturn, at)) != std::string::npos;)
-        out.replace(at, kCarriageReturn.size(), "\r");
     return out;
 }
 
@@ -103,10 +115,8 @@ inline std::vector<ExportNote> ReadExport(std::string_view document) {
         "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<!DOCTYPE tx-clipper-export PUBLIC "
         "\"tx-clipper-export\" \"http://xml.tessarix.com/pub/tessarix-clipper-export.dtd\">\r\n";
     EXPECT_TRUE(document.starts_with(kProlog)) << document.substr(0, 120);
-    std::string marked(document);
-    for (std::size_t at = document.starts_with(kProlog) ? kProlog.size() : 0;
-         (at = marked.find('\r', at)) != std::string::npos;)
-        marked.replace(at, 1, kCarriageReturn);
+    const std::string marked =
+        Replaced(document, "\r", kCarriageReturn, document.starts_with(kProlog) ? kProlog.size() : 0);
     const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> xml(
         xmlReadMemory(marked.data(), static_cast<int>(marked.size()), nullptr, nullptr, XML_PARSE_NONET),
         xmlFreeDoc);
