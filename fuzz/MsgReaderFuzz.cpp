@@ -9,11 +9,10 @@
 #include <string_view>
 
 #include "core/Automation.h"
-#include "core/ByteString.h"
-#include "core/MapiProp.h"
 #include "fuzz/FuzzCheck.h"
 #include "msg/MsgFile.h"
 #include "msg/MsgItem.h"
+#include "tests/msg/MsgWalk.h"
 
 using namespace Tessarix;
 using namespace Tessarix::Msg;
@@ -36,30 +35,6 @@ constexpr std::u16string_view kDerivedNames[] = {
     u"Importance",   u"MessageClass",
     u"Subject",      u"SenderName",
 };
-
-void WalkProps(MsgProps& props) {
-    for (const PropTag tag : props.Tags()) {
-        Value value;
-        (void)props.GetValue(tag, value);
-        Mapi::PropValue seam;
-        (void)props.GetProp(tag, seam);
-        std::shared_ptr<Mapi::IPropStream> stream;
-        if (!Failed(props.OpenStream(tag, stream))) {
-            StringUTF8 bytes;
-            (void)Mapi::ReadWholeStream(*stream, bytes);
-        }
-        std::shared_ptr<Mapi::IPropStorage> storage;
-        if (!Failed(props.OpenStorage(tag, storage)) && storage->OpenStream(u"CONTENTS", stream) == kS_OK) {
-            StringUTF8 bytes;
-            (void)Mapi::ReadWholeStream(*stream, bytes);
-        }
-    }
-    std::shared_ptr<Mapi::IPropStream> rtf;
-    if (!Failed(props.OpenStream(Mapi::kPR_RTF_COMPRESSED, rtf))) {
-        Mapi::NativeBody body;
-        (void)props.WrapCompressedRtf(*rtf, 1252, body);
-    }
-}
 
 void ReadItem(const MessagePtr& message) {
     auto item = std::make_shared<MsgItem>(message);
@@ -84,28 +59,20 @@ void ReadItem(const MessagePtr& message) {
     }
 }
 
-void Walk(const MessagePtr& message) {
-    WalkProps(*message->Props());
-    for (const auto& recipient : message->Recipients())
-        WalkProps(*recipient->Props());
+// Each message the walk reaches is also read as the item seam reads it, at its right depth.
+void Visit(const MessagePtr& message, const MsgMessage* holder) {
+    if (holder)
+        Fuzz::Require(message->Depth() == holder->Depth() + 1 && message->Depth() <= kMaxEmbeddingDepth,
+                      "an attached message at the wrong depth");
     ReadItem(message);
-    for (const auto& attachment : message->Attachments()) {
-        WalkProps(*attachment->Props());
-        if (const auto embedded = attachment->EmbeddedMessage()) {
-            Fuzz::Require(embedded->Depth() == message->Depth() + 1 &&
-                              embedded->Depth() <= kMaxEmbeddingDepth,
-                          "an attached message at the wrong depth");
-            Walk(embedded);
-            (void)embedded->ToStorage();
-        }
-    }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
-        Walk(MsgMessage::OpenBytes(std::string(reinterpret_cast<const char*>(data), size), kFileName));
+        Testing::Walk(
+            MsgMessage::OpenBytes(std::string(reinterpret_cast<const char*>(data), size), kFileName), Visit);
     } catch (const MsgFileError& e) {
         Fuzz::Require(e.File() == kFileName && e.GetMessage().starts_with(u"fuzz.msg: "),
                       "the error does not name the file", e.Utf8Message());

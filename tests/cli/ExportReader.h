@@ -1,9 +1,12 @@
 #pragma once
-// Reads a clip export document back into notes. The writer's layout is fixed (one element per
-// line, CDATA content, base64 data), so a reader of exactly that layout is enough here; anything
-// else in the document fails the test that reads it.
+// Reads a clip export document back into notes through libxml2: any document that is not
+// well-formed, lacks the writer's prolog or holds an element the format does not fails the test
+// that reads it. The byte layout itself is the export writer's tests' to check.
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -42,51 +45,16 @@ struct ExportNote {
     }
 };
 
-inline std::string XmlText(std::string_view text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '&') {
-            out += text[i];
-            continue;
-        }
-        const std::size_t end = text.find(';', i);
-        const std::string_view entity = text.substr(i + 1, end - i - 1);
-        if (entity == "lt")
-            out += '<';
-        else if (entity == "gt")
-            out += '>';
-        else if (entity == "amp")
-            out += '&';
-        else if (entity == "quot")
-            out += '"';
-        else
-            ADD_FAILURE() << "unknown entity " << entity;
-        i = end;
-    }
-    return out;
-}
-
 inline std::string Base64Decode(std::string_view text) {
+    constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
     unsigned buffer = 0;
     int bits = 0;
-    for (const char c : text) {
-        int value;
-        if (c >= 'A' && c <= 'Z')
-            value = c - 'A';
-        else if (c >= 'a' && c <= 'z')
-            value = c - 'a' + 26;
-        else if (c >= '0' && c <= '9')
-            value = c - '0' + 52;
-        else if (c == '+')
-            value = 62;
-        else if (c == '/')
-            value = 63;
-        else if (c == '=')
-            break;
-        else {
+    for (const char c : text.substr(0, text.find('='))) {
+        const std::size_t value = kAlphabet.find(c);
+        if (value == std::string_view::npos) {
             ADD_FAILURE() << "not base64: " << c;
-            return out;
+            break;
         }
         buffer = (buffer << 6) | static_cast<unsigned>(value);
         bits += 6;
@@ -98,119 +66,96 @@ inline std::string Base64Decode(std::string_view text) {
     return out;
 }
 
-class ExportCursor {
-public:
-    explicit ExportCursor(std::string_view document) : text_(document) {}
+namespace ExportXml {
 
-    // The text of the element `name` that starts at the cursor (after blanks and line ends).
-    std::string Element(std::string_view name) {
-        SkipSpace();
-        const std::string open = std::string("<").append(name).append(">");
-        const std::string close = std::string("</").append(name).append(">");
-        if (!Consume(open)) {
-            ADD_FAILURE() << "expected " << open << " at: " << text_.substr(at_, 80);
-            at_ = text_.size();
-            return {};
-        }
-        const std::size_t end = text_.find(close, at_);
-        if (end == std::string_view::npos) {
-            ADD_FAILURE() << "no " << close;
-            at_ = text_.size();
-            return {};
-        }
-        std::string value(text_.substr(at_, end - at_));
-        at_ = end + close.size();
-        return value;
-    }
+// XML reads a carriage return as a line feed; the bytes sent keep it, and so does the reader,
+// under a private-use character while libxml2 parses.
+constexpr std::string_view kCarriageReturn = "\xEE\x80\x80";
 
-    bool Consume(std::string_view token) {
-        SkipSpace();
-        if (text_.substr(at_, token.size()) != token)
-            return false;
-        at_ += token.size();
-        return true;
-    }
-
-    bool Peek(std::string_view token) {
-        SkipSpace();
-        return text_.substr(at_, token.size()) == token;
-    }
-
-    bool AtEnd() const { return at_ >= text_.size(); }
-    std::string_view Rest() const { return text_.substr(at_); }
-
-private:
-    void SkipSpace() {
-        while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\r' || text_[at_] == '\n'))
-            ++at_;
-    }
-
-    std::string_view text_;
-    std::size_t at_ = 0;
-};
-
-// CDATA sections as the writer splits them: "]]>" in the text is cut after "]]".
-inline std::string CDataText(std::string_view raw) {
-    std::string out;
-    constexpr std::string_view kOpen = "<![CDATA[", kClose = "]]>";
-    while (!raw.empty()) {
-        if (!raw.starts_with(kOpen)) {
-            ADD_FAILURE() << "content is not CDATA: " << raw.substr(0, 40);
+// `text` with every `from` after `start` replaced by `to`.
+inline std::string Replaced(std::string_view text, std::string_view from, std::string_view to,
+                            std::size_t start = 0) {
+    std::string out(text.substr(0, start));
+    for (text.remove_prefix(start);;) {
+        const std::size_t at = text.find(from);
+        out.append(text.substr(0, at));
+        if (at == std::string_view::npos)
             return out;
-        }
-        raw.remove_prefix(kOpen.size());
-        const std::size_t end = raw.find(kClose);
-        out.append(raw.substr(0, end));
-        raw.remove_prefix(end == std::string_view::npos ? raw.size() : end + kClose.size());
+        out.append(to);
+        text.remove_prefix(at + from.size());
     }
+}
+
+inline std::string Name(const xmlNode* node) {
+    return reinterpret_cast<const char*>(node->name);
+}
+
+// The element's text, its CDATA sections joined.
+inline std::string Text(const xmlNode* node) {
+    xmlChar* text = xmlNodeGetContent(node);
+    const std::string out = Replaced(text ? reinterpret_cast<const char*>(text) : "", kCarriageReturn, "\r");
+    xmlFree(text);
     return out;
 }
 
+inline std::vector<const xmlNode*> Elements(const xmlNode* parent) {
+    std::vector<const xmlNode*> elements;
+    for (const xmlNode* node = parent->children; node; node = node->next)
+        if (node->type == XML_ELEMENT_NODE)
+            elements.push_back(node);
+    return elements;
+}
+
+} // namespace ExportXml
+
 inline std::vector<ExportNote> ReadExport(std::string_view document) {
+    using namespace ExportXml;
     std::vector<ExportNote> notes;
     constexpr std::string_view kProlog =
         "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<!DOCTYPE tx-clipper-export PUBLIC "
         "\"tx-clipper-export\" \"http://xml.tessarix.com/pub/tessarix-clipper-export.dtd\">\r\n";
-    if (!document.starts_with(kProlog)) {
-        ADD_FAILURE() << "not an export document: " << document.substr(0, 120);
+    EXPECT_TRUE(document.starts_with(kProlog)) << document.substr(0, 120);
+    const std::string marked =
+        Replaced(document, "\r", kCarriageReturn, document.starts_with(kProlog) ? kProlog.size() : 0);
+    const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> xml(
+        xmlReadMemory(marked.data(), static_cast<int>(marked.size()), nullptr, nullptr, XML_PARSE_NONET),
+        xmlFreeDoc);
+    const xmlNode* root = xml ? xmlDocGetRootElement(xml.get()) : nullptr;
+    if (!root || Name(root) != "tx-clipper-export") {
+        ADD_FAILURE() << "not an export document: " << document.substr(0, 200);
         return notes;
     }
-    ExportCursor cursor(document.substr(kProlog.size()));
-    if (cursor.Consume("<tx-clipper-export></tx-clipper-export>"))
-        return notes;
-    EXPECT_TRUE(cursor.Consume("<tx-clipper-export>"));
-    while (cursor.Consume("<note>")) {
-        ExportNote note;
-        note.title = XmlText(cursor.Element("title"));
-        note.content = CDataText(cursor.Element("content"));
-        note.created = cursor.Element("created");
-        if (!cursor.Consume("<note-attributes></note-attributes>")) {
-            EXPECT_TRUE(cursor.Consume("<note-attributes>"));
-            for (const char* name : {"author", "source", "source-url"})
-                if (cursor.Peek(std::string("<") + name + ">"))
-                    note.attributes.emplace_back(name, XmlText(cursor.Element(name)));
-            EXPECT_TRUE(cursor.Consume("</note-attributes>")) << cursor.Rest().substr(0, 80);
+    for (const xmlNode* element : Elements(root)) {
+        EXPECT_EQ(Name(element), "note");
+        ExportNote& note = notes.emplace_back();
+        for (const xmlNode* part : Elements(element)) {
+            const std::string name = Name(part);
+            if (name == "title")
+                note.title = Text(part);
+            else if (name == "content")
+                note.content = Text(part);
+            else if (name == "created")
+                note.created = Text(part);
+            else if (name == "note-attributes")
+                for (const xmlNode* attribute : Elements(part))
+                    note.attributes.emplace_back(Name(attribute), Text(attribute));
+            else if (name == "resource") {
+                ExportResource& resource = note.resources.emplace_back();
+                for (const xmlNode* field : Elements(part)) {
+                    if (Name(field) == "data")
+                        resource.data = Base64Decode(Text(field));
+                    else if (Name(field) == "mime")
+                        resource.mime = Text(field);
+                    else if (Name(field) == "resource-attributes" && Elements(field).size() == 2) {
+                        resource.sourceUrl = Text(Elements(field)[0]);
+                        resource.fileName = Text(Elements(field)[1]);
+                    } else
+                        ADD_FAILURE() << "unexpected in a resource: " << Name(field);
+                }
+            } else
+                ADD_FAILURE() << "unexpected in a note: " << name;
         }
-        while (cursor.Consume("<resource>")) {
-            ExportResource resource;
-            EXPECT_TRUE(cursor.Consume("<data encoding=\"base64\">"));
-            const std::string_view rest = cursor.Rest();
-            const std::size_t end = rest.find("</data>");
-            resource.data = Base64Decode(rest.substr(0, end));
-            EXPECT_TRUE(cursor.Consume(rest.substr(0, end + 7)));
-            resource.mime = XmlText(cursor.Element("mime"));
-            EXPECT_TRUE(cursor.Consume("<resource-attributes>"));
-            resource.sourceUrl = XmlText(cursor.Element("source-url"));
-            resource.fileName = XmlText(cursor.Element("file-name"));
-            EXPECT_TRUE(cursor.Consume("</resource-attributes>"));
-            EXPECT_TRUE(cursor.Consume("</resource>"));
-            note.resources.push_back(std::move(resource));
-        }
-        EXPECT_TRUE(cursor.Consume("</note>")) << cursor.Rest().substr(0, 80);
-        notes.push_back(std::move(note));
     }
-    EXPECT_TRUE(cursor.Consume("</tx-clipper-export>")) << cursor.Rest().substr(0, 80);
-    EXPECT_TRUE(cursor.AtEnd());
     return notes;
 }
 

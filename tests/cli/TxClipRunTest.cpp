@@ -1,17 +1,11 @@
 // txclip as a program: where the document goes, what the user sees, the selection rules, SHIFT,
 // the desktop client and the log.
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <optional>
-#include <thread>
 
 #include "ExportReader.h"
 #include "TxClipRunner.h"
@@ -20,6 +14,7 @@
 #include "core/UserInterface.h"
 #include "core/Utf.h"
 #include "msg/MsgFile.h"
+#include "tests/notes/posix/ClientListener.h"
 
 namespace Tessarix::Testing {
 namespace {
@@ -141,94 +136,10 @@ TEST_F(TxClipTest, AnUnwritableOutputIsAFailureThatNamesIt) {
     EXPECT_TRUE(Entries(out_).empty());
 }
 
-// A desktop client on the hand-off socket that takes one document.
-class FakeClient {
-public:
-    struct Received {
-        std::uint32_t message = 0;
-        std::uint64_t sender = 0, flag = 0;
-        std::string bytes;
-    };
-
-    explicit FakeClient(const std::filesystem::path& runtimeFolder) {
-        listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const std::string path = (runtimeFolder / "tessarix-txclipper.sock").string();
-        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        EXPECT_EQ(::listen(listener_, 4), 0);
-        thread_ = std::thread([this] { Serve(); });
-    }
-    ~FakeClient() {
-        if (thread_.joinable())
-            thread_.join();
-        ::close(listener_);
-    }
-    FakeClient(const FakeClient&) = delete;
-    FakeClient& operator=(const FakeClient&) = delete;
-
-    std::optional<Received> Take() {
-        thread_.join();
-        return received_;
-    }
-
-private:
-    static bool ReadExact(int fd, char* out, std::size_t length) {
-        while (length > 0) {
-            const ssize_t got = ::read(fd, out, length);
-            if (got <= 0)
-                return false;
-            out += got;
-            length -= static_cast<std::size_t>(got);
-        }
-        return true;
-    }
-    template <typename T> static T Le(const char* p) {
-        T value = 0;
-        for (std::size_t i = sizeof(T); i-- > 0;)
-            value = static_cast<T>((value << 8) | static_cast<unsigned char>(p[i]));
-        return value;
-    }
-    static void Answer(int fd, std::uint32_t value) {
-        const char bytes[4] = {static_cast<char>(value), static_cast<char>(value >> 8),
-                               static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-        EXPECT_EQ(::write(fd, bytes, 4), 4);
-    }
-
-    void Serve() {
-        pollfd waiting{listener_, POLLIN, 0};
-        if (::poll(&waiting, 1, 30000) != 1)
-            return;
-        const int connection = ::accept(listener_, nullptr, nullptr);
-        char ping[14];
-        if (ReadExact(connection, ping, sizeof ping) && std::string(ping, 14) == "TXCLIPPER_PING") {
-            Answer(connection, 64);
-            char header[24];
-            if (ReadExact(connection, header, sizeof header)) {
-                Received received;
-                received.message = Le<std::uint32_t>(header);
-                received.sender = Le<std::uint64_t>(header + 4);
-                received.flag = Le<std::uint64_t>(header + 12);
-                received.bytes.resize(Le<std::uint32_t>(header + 20));
-                if (ReadExact(connection, received.bytes.data(), received.bytes.size())) {
-                    Answer(connection, 1);
-                    received_ = std::move(received);
-                }
-            }
-        }
-        ::close(connection);
-    }
-
-    int listener_ = -1;
-    std::thread thread_;
-    std::optional<Received> received_;
-};
-
 TEST_F(TxClipTest, SendHandsTheDocumentToTheDesktopClientWithTheShiftFlag) {
     const std::string item = Sample("15-journal.msg");
     for (const bool shift : {false, true}) {
-        FakeClient client(run_);
+        Listener client((run_ / "tessarix-txclipper.sock").string(), {Turn{}});
         std::vector<std::string> arguments{item, "--send"};
         if (shift)
             arguments.push_back("--shift");
@@ -237,13 +148,14 @@ TEST_F(TxClipTest, SendHandsTheDocumentToTheDesktopClientWithTheShiftFlag) {
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err, "");
-        const auto received = client.Take();
-        ASSERT_TRUE(received);
-        EXPECT_EQ(received->message, 74u);
-        EXPECT_EQ(received->sender, 0u);
-        EXPECT_EQ(received->flag, shift ? 1u : 0u);
-        EXPECT_EQ(ReadExport(received->bytes).at(0).title, "Call with Globex");
-        EXPECT_EQ(received->bytes, ReadFileBytes(LogFolder() / "TXCEData.xml"));
+        const auto& received = client.Stop();
+        ASSERT_EQ(received.size(), 1u);
+        ASSERT_TRUE(received[0].gotDocument);
+        EXPECT_EQ(received[0].message, 74u);
+        EXPECT_EQ(received[0].sender, 0u);
+        EXPECT_EQ(received[0].flag, shift ? 1u : 0u);
+        EXPECT_EQ(ReadExport(received[0].bytes).at(0).title, "Call with Globex");
+        EXPECT_EQ(received[0].bytes, ReadFileBytes(LogFolder() / "TXCEData.xml"));
         std::filesystem::remove(run_ / "tessarix-txclipper.sock");
     }
 }

@@ -40,27 +40,6 @@ MessageData Mail(std::u16string_view subject, std::u16string_view sender, std::u
     return mail;
 }
 
-// ---- characters XML cannot carry ----
-
-// Text pasted from terminals and old systems: form feed, vertical tab, an escape sequence, NUL, a
-// lone surrogate. Each becomes one blank, in every field; TAB stays.
-TEST_F(TxClipTest, ControlCharactersInAnItemBecomeBlanksInItsNote) {
-    const auto notes = ReadExport(ClipToFile(
-        {Sample("22-mail-control-characters.msg"), Sample("23-sticky-note-control-characters.msg")}));
-    ASSERT_EQ(notes.size(), 2u);
-    const std::string cleaned = "a b c [0md e f\tg";
-    EXPECT_EQ(notes[0].title, "Re: " + cleaned);
-    EXPECT_EQ(notes[0].Attribute("author"), "Ann " + cleaned);
-    EXPECT_TRUE(notes[0].content.starts_with("<b>Subject:</b> Re: " + cleaned + "<br/><b>From:</b> Ann " +
-                                             cleaned + "<br/><b>To:</b> Bob " + cleaned + "<br/>"))
-        << notes[0].content;
-    EXPECT_NE(notes[0].Unstyled().find("<BODY>Body " + cleaned + "   .</BODY>"), std::string::npos)
-        << notes[0].content;
-
-    EXPECT_EQ(notes[1].title, cleaned);
-    EXPECT_TRUE(notes[1].content.ends_with("<hr /><br>" + cleaned + "\r<br>" + cleaned)) << notes[1].content;
-}
-
 // ---- a failing item is named ----
 
 TEST_F(TxClipTest, AFailureNamesTheItemByFileAndSubject) {

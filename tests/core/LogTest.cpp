@@ -1,5 +1,4 @@
 #include "core/Log.h"
-#include "support/ItemLog.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <regex>
 #include <thread>
 
@@ -102,30 +102,27 @@ TEST(LogFileNames, FormatAndParse) {
     EXPECT_EQ(Name(2011, 3, 7, 2), u"OLClipper_2011-03-07_2.txt");
     EXPECT_EQ(Name(987, 12, 31, 0), u"OLClipper_0987-12-31.txt");
 
-    EXPECT_EQ(LogFiles::Parse(kPattern, u"OLClipper_2011-03-07.txt"), (LogFileStamp{2011, 3, 7, 0}));
-    EXPECT_EQ(LogFiles::Parse(kPattern, u"OLClipper_2011-03-07_12.txt"), (LogFileStamp{2011, 3, 7, 12}));
-    // Leading integers: "07.txt" reads 7, "1.log" reads 1, a missing index reads 0.
-    EXPECT_EQ(LogFiles::Parse(kPattern, u"OLClipper_2011-3-07.anything"), (LogFileStamp{2011, 3, 7, 0}));
-    EXPECT_EQ(LogFiles::Parse(kPattern, u"OLClipper_2011-03-07_1.log"), (LogFileStamp{2011, 3, 7, 1}));
-    EXPECT_EQ(LogFiles::Parse(kPattern, u"OLClipper_2011-03-07_x.txt"), (LogFileStamp{2011, 3, 7, 0}));
-}
-
-TEST(LogFileNames, RejectsWrongShapes) {
-    for (const char16_t* name : {
-             u"OLClipper.log",                // one piece
-             u"OLClipper_2011-03-07_1_2.txt", // four pieces
-             u"OLClipper_2011-03.txt",        // two date pieces
-             u"OLClipper_2011-03-07-01.txt",  // four date pieces
-             u"OLClipper__2011-03-07.txt",    // an empty piece counts
-             u"olclipper_2011-03-07.txt",     // the prefix is case-sensitive
-             u"OLClipperX_2011-03-07.txt",    // the prefix must match whole
-             u"OLClipper_0000-03-07.txt",     // zero year
-             u"OLClipper_2011-00-07.txt",     // zero month
-             u"OLClipper_2011-03-.txt",       // no day
-             u"OLClipper_year-03-07.txt",     // no digits
-         }) {
-        EXPECT_FALSE(LogFiles::Parse(kPattern, name).has_value()) << ToUtf8(name);
-    }
+    const std::pair<const char16_t*, std::optional<LogFileStamp>> cases[] = {
+        {u"OLClipper_2011-03-07.txt", LogFileStamp{2011, 3, 7, 0}},
+        {u"OLClipper_2011-03-07_12.txt", LogFileStamp{2011, 3, 7, 12}},
+        // Leading integers: "07.txt" reads 7, "1.log" reads 1, a missing index reads 0.
+        {u"OLClipper_2011-3-07.anything", LogFileStamp{2011, 3, 7, 0}},
+        {u"OLClipper_2011-03-07_1.log", LogFileStamp{2011, 3, 7, 1}},
+        {u"OLClipper_2011-03-07_x.txt", LogFileStamp{2011, 3, 7, 0}},
+        {u"OLClipper.log", std::nullopt},                // one piece
+        {u"OLClipper_2011-03-07_1_2.txt", std::nullopt}, // four pieces
+        {u"OLClipper_2011-03.txt", std::nullopt},        // two date pieces
+        {u"OLClipper_2011-03-07-01.txt", std::nullopt},  // four date pieces
+        {u"OLClipper__2011-03-07.txt", std::nullopt},    // an empty piece counts
+        {u"olclipper_2011-03-07.txt", std::nullopt},     // the prefix is case-sensitive
+        {u"OLClipperX_2011-03-07.txt", std::nullopt},    // the prefix must match whole
+        {u"OLClipper_0000-03-07.txt", std::nullopt},     // zero year
+        {u"OLClipper_2011-00-07.txt", std::nullopt},     // zero month
+        {u"OLClipper_2011-03-.txt", std::nullopt},       // no day
+        {u"OLClipper_year-03-07.txt", std::nullopt},     // no digits
+    };
+    for (const auto& [name, stamp] : cases)
+        EXPECT_EQ(LogFiles::Parse(kPattern, name), stamp) << ToUtf8(name);
 }
 
 TEST(LogFileNames, PatternMustHaveAPrefixFreeOfTheSeparator) {
@@ -553,16 +550,4 @@ TEST_F(LoggerTest, LinesFromManyThreadsStayWholeAcrossRotations) {
     }
     EXPECT_EQ(total, std::size_t{kThreads * kLines});
     EXPECT_GE(Files().size(), 3u);
-}
-
-// The stamp's exact bytes are checked above, on a logger of the test's own.
-TEST(CallTracer, WritesBeginAndEndThroughTheProcessLogger) {
-    Testing::ItemLog log;
-    {
-        CallTracer trace(u"CAddin2003::GetCustomUI()");
-        Log().Info(u"inside");
-    }
-    EXPECT_EQ(log.Lines(),
-              (std::vector<std::string>{"Debug: CAddin2003::GetCustomUI() call begin", "Info: inside",
-                                        "Debug: CAddin2003::GetCustomUI() call end"}));
 }

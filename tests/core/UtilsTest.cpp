@@ -3,7 +3,6 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
-#include <random>
 
 #include "core/DateFormat.h"
 #include "core/Exceptions.h"
@@ -20,34 +19,13 @@
 
 using namespace Tessarix;
 
-namespace {
-
-std::u16string ReplaceAll(std::u16string text, std::u16string_view from, std::u16string_view to) {
-    for (std::size_t at = text.find(from); at != std::u16string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
-
-} // namespace
-
 // ---- EscapeHtml, TextToHtml ---------------------------------------------------------------------
 
-// Ampersands, quotes, tabs and carriage returns stay as they are.
-TEST(EscapeHtml, EqualsTheFourReplacementsDoneInTurn) {
+// The four replacements in turn ("<", ">", line feed, space); ampersands, quotes, tabs, carriage
+// returns and other blanks stay as they are.
+TEST(EscapeHtml, ReplacesAngleBracketsLineFeedsAndBlanks) {
     EXPECT_EQ(EscapeHtml(u"a < b\r\nc"), u"a&nbsp;&lt;&nbsp;b\r<br>c");
-    const std::u16string alphabet = u"<> \n\r&\"'\tab\u00A0\u65E5";
-    std::mt19937 random(7);
-    std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
-    for (int round = 0; round < 200; ++round) {
-        std::u16string text;
-        for (int i = 0; i < round; ++i)
-            text += alphabet[pick(random)];
-        std::u16string expected = ReplaceAll(text, u"<", u"&lt;");
-        expected = ReplaceAll(expected, u">", u"&gt;");
-        expected = ReplaceAll(expected, u"\n", u"<br>");
-        expected = ReplaceAll(expected, u" ", u"&nbsp;");
-        ASSERT_EQ(EscapeHtml(text), expected) << ToUtf8(text);
-    }
+    EXPECT_EQ(EscapeHtml(u"<>&\"'\t\u00A0\u65E5\n\n  "), u"&lt;&gt;&\"'\t\u00A0\u65E5<br><br>&nbsp;&nbsp;");
 }
 
 TEST(EscapeMarkup, EscapesAmpersandFirstAndLeavesLayoutAlone) {
@@ -157,9 +135,7 @@ TEST(DateText, RejectsDatesOutsideTheAutomationRange) {
     }
     EXPECT_TRUE(DateText::InRange(-657434.99999));
     EXPECT_TRUE(DateText::InRange(2958465.99999));
-}
-
-TEST(FormatDateTime, NoDateGivesEmptyText) {
+    // No date at all is empty text.
     EXPECT_EQ(FormatDateTime(std::nullopt), u"");
     EXPECT_EQ(FormatDateTime(std::nullopt, kDateValueOnly), u"");
 }

@@ -1,12 +1,12 @@
 #pragma once
-// Items built with the writer, and a walk that reads everything an item holds.
+// Items built with the writer, and the walk that reads everything an item holds.
 #include <memory>
 #include <string>
 
-#include "core/MapiProp.h"
 #include "msg/CompressedRtf.h"
 #include "msg/MsgFile.h"
 #include "msg/MsgWriter.h"
+#include "tests/msg/MsgWalk.h"
 
 namespace Tessarix::Msg::Testing {
 
@@ -89,45 +89,6 @@ inline MessageData RichMail() {
 
 inline MessagePtr Reopen(const MessageData& message, std::u16string name = u"test.msg") {
     return MsgMessage::OpenBytes(MsgWriter::ToBytes(message), name);
-}
-
-// Reads every value, stream, storage and attached message; broken parts may raise MsgFileError
-// (attached messages) or answer failing HRESULTs, nothing else.
-inline void WalkProps(MsgProps& props) {
-    for (const PropTag tag : props.Tags()) {
-        Value value;
-        (void)props.GetValue(tag, value);
-        Mapi::PropValue seam;
-        (void)props.GetProp(tag, seam);
-        std::shared_ptr<Mapi::IPropStream> stream;
-        if (!Failed(props.OpenStream(tag, stream))) {
-            StringUTF8 bytes;
-            (void)Mapi::ReadWholeStream(*stream, bytes);
-        }
-        std::shared_ptr<Mapi::IPropStorage> storage;
-        if (!Failed(props.OpenStorage(tag, storage)) && storage->OpenStream(u"CONTENTS", stream) == kS_OK) {
-            StringUTF8 bytes;
-            (void)Mapi::ReadWholeStream(*stream, bytes);
-        }
-    }
-    std::shared_ptr<Mapi::IPropStream> rtf;
-    if (!Failed(props.OpenStream(Mapi::kPR_RTF_COMPRESSED, rtf))) {
-        Mapi::NativeBody body;
-        (void)props.WrapCompressedRtf(*rtf, 1252, body);
-    }
-}
-
-inline void Walk(const MessagePtr& message) {
-    WalkProps(*message->Props());
-    for (const auto& recipient : message->Recipients())
-        WalkProps(*recipient->Props());
-    for (const auto& attachment : message->Attachments()) {
-        WalkProps(*attachment->Props());
-        if (const auto embedded = attachment->EmbeddedMessage()) {
-            Walk(embedded);
-            (void)embedded->ToStorage();
-        }
-    }
 }
 
 } // namespace Tessarix::Msg::Testing

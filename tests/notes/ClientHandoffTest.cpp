@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <deque>
 #include <optional>
 #include <string>
@@ -72,51 +71,48 @@ TEST(ClientHandoff, NothingToSendIsReportedWithoutSearching) {
     EXPECT_THAT(missing.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n"));
 }
 
-TEST(ClientHandoff, NoClientEndsAfterOneSearchWithoutPause) {
-    ScriptedChannel channel;
-    channel.found = {false};
-    EXPECT_EQ(SendWith(channel), kSendNoClient);
-    EXPECT_THAT(channel.calls, ElementsAre("trace CTxClipperSDK::SendTXEC\n",
-                                           "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000"));
-}
-
-TEST(ClientHandoff, FailedAttemptsAreRetriedAfterPauses) {
-    ScriptedChannel channel;
-    channel.found = {true, true, true};
-    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Failed, Handoff::Reply::Accepted};
-    EXPECT_EQ(SendWith(channel, 1), kSendDelivered);
-    EXPECT_THAT(channel.calls,
-                ElementsAre("trace CTxClipperSDK::SendTXEC\n", "trace CTxClipperSDK::FindTxclipper\n",
-                            "find 3000/5000", "deliver 3000", "pause 500",
-                            "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000", "deliver 3000",
-                            "pause 500", "trace CTxClipperSDK::FindTxclipper\n", "find 3000/5000",
-                            "deliver 3000"));
-    // Every attempt carries the same record and sender.
-    for (std::size_t i = 0; i < channel.delivered.size(); ++i) {
-        EXPECT_EQ(channel.delivered[i].bytes, kDocument);
-        EXPECT_EQ(channel.delivered[i].length, kLength);
-        EXPECT_EQ(channel.delivered[i].shift, 1);
-        EXPECT_EQ(channel.senders[i], 0x1234u);
+TEST(ClientHandoff, FailedAttemptsAreRetriedAfterPausesUpToThree) {
+    using enum Handoff::Reply;
+    const std::string send = "trace CTxClipperSDK::SendTXEC\n", find = "trace CTxClipperSDK::FindTxclipper\n",
+                      search = "find 3000/5000", deliver = "deliver 3000", pause = "pause 500";
+    const struct {
+        const char* what;
+        std::deque<bool> found;
+        std::deque<Handoff::Reply> replies;
+        int result;
+        std::vector<std::string> calls;
+    } cases[] = {
+        {"no client: one search, no pause", {false}, {}, kSendNoClient, {send, find, search}},
+        {"accepted at the third attempt",
+         {true, true, true},
+         {Failed, Failed, Accepted},
+         kSendDelivered,
+         {send, find, search, deliver, pause, find, search, deliver, pause, find, search, deliver}},
+        {"three failures are a refusal",
+         {true, true, true, true},
+         {Failed, Failed, Failed, Accepted},
+         kSendRefused,
+         {send, find, search, deliver, pause, find, search, deliver, pause, find, search, deliver}},
+        {"the client gone on a retry",
+         {true, false},
+         {Failed},
+         kSendNoClient,
+         {send, find, search, deliver, pause, find, search}},
+    };
+    for (const auto& c : cases) {
+        ScriptedChannel channel;
+        channel.found = c.found;
+        channel.replies = c.replies;
+        EXPECT_EQ(SendWith(channel, 1), c.result) << c.what;
+        EXPECT_EQ(channel.calls, c.calls) << c.what;
+        // Every attempt carries the same record and sender.
+        for (std::size_t i = 0; i < channel.delivered.size(); ++i) {
+            EXPECT_EQ(channel.delivered[i].bytes, kDocument);
+            EXPECT_EQ(channel.delivered[i].length, kLength);
+            EXPECT_EQ(channel.delivered[i].shift, 1);
+            EXPECT_EQ(channel.senders[i], 0x1234u);
+        }
     }
-}
-
-TEST(ClientHandoff, ThreeFailedAttemptsCountAsRefused) {
-    ScriptedChannel channel;
-    channel.found = {true, true, true, true};
-    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Failed, Handoff::Reply::Failed,
-                       Handoff::Reply::Accepted};
-    EXPECT_EQ(SendWith(channel), kSendRefused);
-    EXPECT_EQ(channel.delivered.size(), 3u);
-    EXPECT_EQ(std::count(channel.calls.begin(), channel.calls.end(), "pause 500"), 2);
-}
-
-TEST(ClientHandoff, ClientGoneOnARetryEndsAtOnce) {
-    ScriptedChannel channel;
-    channel.found = {true, false, true};
-    channel.replies = {Handoff::Reply::Failed, Handoff::Reply::Accepted};
-    EXPECT_EQ(SendWith(channel), kSendNoClient);
-    EXPECT_EQ(channel.delivered.size(), 1u);
-    EXPECT_EQ(channel.calls.back(), "find 3000/5000");
 }
 
 TEST(ClientHandoff, OnlyProcessesOfOurUserAtOurIntegrityOrAboveMayReceiveClips) {

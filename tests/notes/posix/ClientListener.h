@@ -78,7 +78,7 @@ struct Connection {
 class Listener {
 public:
     Listener(const std::string& path, std::vector<Turn> script) : script_(std::move(script)) {
-        fd_ = socket(AF_UNIX, SOCK_STREAM, 0);
+        fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); // not inherited by a program under test
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
