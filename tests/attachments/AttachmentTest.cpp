@@ -13,6 +13,7 @@
 namespace Tessarix {
 namespace {
 
+using Testing::Contains;
 using Testing::FakeMapiProp;
 using Testing::FakeObject;
 using Testing::FakeStorage;
@@ -30,10 +31,6 @@ std::shared_ptr<FakeMapiProp> ByValue(const std::string& content) {
     prop->Set(Mapi::kPR_ATTACH_METHOD, Mapi::kATTACH_BY_VALUE);
     prop->streams[Mapi::kPR_ATTACH_DATA_BIN] = std::make_shared<FakeStream>(content, 7);
     return prop;
-}
-
-bool Contains(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 TEST(Attachment, IdIsTheContentIdThenTheFileNameThenTheRenderingPosition) {

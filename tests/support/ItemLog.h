@@ -87,6 +87,10 @@ inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::s
     return lines;
 }
 
+inline bool Contains(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
 // The traces of one scope around those of the scopes it opens, for comparing with ItemLog::Traces.
 inline std::vector<std::string> Scope(const std::string& name,
                                       std::initializer_list<std::vector<std::string>> inner = {}) {
