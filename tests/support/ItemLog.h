@@ -118,6 +118,16 @@ public:
     // "Level: message" for every line since construction.
     std::vector<std::string> Lines() const { return LogLinesSince(file_, offset_, false); }
 
+    // Those of one level: "Critical", "Info", ...
+    std::vector<std::string> Lines(const std::string& level) const {
+        std::vector<std::string> matching;
+        for (auto& line : Lines()) {
+            if (line.starts_with(level + ": "))
+                matching.push_back(std::move(line));
+        }
+        return matching;
+    }
+
     // The lines that are not call traces.
     std::vector<std::string> Messages() const {
         std::vector<std::string> result;
