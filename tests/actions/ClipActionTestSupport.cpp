@@ -45,25 +45,6 @@ Notes::NotePtr NoteTheWriterRefuses() {
     return note;
 }
 
-LogWatch::LogWatch() : file_(CurrentLogFile()) {
-    EXPECT_FALSE(file_.empty()) << "no log file is open";
-    offset_ = ReadLogFile(file_).size();
-}
-
-std::vector<std::string> LogWatch::Lines() const {
-    return LogLinesSince(file_, offset_, true);
-}
-
-std::vector<std::string> LogWatch::Lines(const std::string& level) const {
-    std::vector<std::string> matching;
-    const std::string prefix = level + ": ";
-    for (std::string& line : Lines()) {
-        if (line.rfind(prefix, 0) == 0)
-            matching.push_back(std::move(line));
-    }
-    return matching;
-}
-
 std::string ReadDump() {
     return ReadLogFile(Logger::Instance().Directory() + u"TXCEData.xml");
 }

@@ -10,7 +10,7 @@
 #include "actions/ClipAction.h"
 #include "core/UserInterface.h"
 #include "notes/Note.h"
-#include "tests/support/ItemLog.h" // OpenItemLog
+#include "tests/support/ItemLog.h"
 
 namespace Tessarix::Testing {
 
@@ -99,17 +99,8 @@ Notes::NoteList SampleNotes();
 // A note whose content holds U+0001, which the export writer refuses.
 Notes::NotePtr NoteTheWriterRefuses();
 
-// The log lines written since construction, as "Level: message" (timestamp and line end removed).
-class LogWatch {
-public:
-    LogWatch();
-    std::vector<std::string> Lines() const;
-    std::vector<std::string> Lines(const std::string& level) const; // "Critical", "Info", ...
-
-private:
-    std::u16string file_;
-    std::size_t offset_ = 0;
-};
+// The log lines written since construction, as "Level: message".
+using LogWatch = ItemLog;
 
 // The log folder's dump of the last export document; empty when there is none.
 std::string ReadDump();

@@ -66,10 +66,6 @@ Automation::ObjectPtr Selection(std::vector<Automation::ObjectPtr> items) {
     return MakeCollection(std::move(items));
 }
 
-bool Contains(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
 bool WasWrapped(const FakeObject& item) {
     return std::find(item.gets.begin(), item.gets.end(), u"MessageClass") != item.gets.end();
 }
@@ -286,20 +282,6 @@ TEST_F(ItemClips, ItemClipOfAnUnsupportedItemEndsInTheUnexpectedErrorBox) {
     action.Execute();
     EXPECT_THAT(SendRecorder::sent, IsEmpty());
     EXPECT_THAT(Ui().boxes, ElementsAre(RecordingUi::Box{kUnexpectedErrorText, kUnexpectedErrorCaption}));
-}
-
-TEST_F(ItemClips, SelectionClipSendsOneNotePerSupportedItem) {
-    SelectionClipAction action(Selection({StickyNote(u"one"), StickyNote(u"two"), Unsupported()}),
-                               &SendRecorder::Send);
-    action.Execute();
-    ASSERT_EQ(SendRecorder::sent.size(), 1u);
-    const std::string& document = SendRecorder::sent[0].bytes;
-    const auto one = document.find("<title>one</title>");
-    const auto two = document.find("<title>two</title>");
-    ASSERT_NE(one, std::string::npos);
-    ASSERT_NE(two, std::string::npos);
-    EXPECT_LT(one, two);
-    EXPECT_THAT(Ui().boxes, IsEmpty());
 }
 
 #ifndef _WIN32

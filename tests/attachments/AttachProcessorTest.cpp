@@ -63,37 +63,6 @@ TEST_F(Policy, EmbeddedNamesTakeTheFormOfTheContentsReference) {
     EXPECT_EQ(name, u"");
 }
 
-TEST_F(Policy, AReferencedAttachmentIsNotHiddenWhateverItsFlag) {
-    AttachAll policy(note, {u"cid:logo@x"});
-    auto referenced = MakeAttachment(u"logo@x", u"logo.png", "png");
-    referenced->hidden = true;
-    auto hidden = MakeAttachment(u"other@x", u"other.png", "png");
-    hidden->hidden = true;
-
-    EXPECT_FALSE(policy.IsHidden(referenced));
-    EXPECT_TRUE(policy.IsHidden(hidden));
-    EXPECT_FALSE(policy.IsHidden(MakeAttachment(u"x", u"x.txt", "")));
-    EXPECT_FALSE(policy.IsHidden(nullptr));
-}
-
-TEST_F(Policy, AttachAllAddsAHiddenReferencedPictureUnderItsCidName) {
-    AttachAll policy(note, {u"cid:image001.png@01CB"});
-    auto picture = MakeAttachment(u"image001.png@01CB", u"image001.png", "PNGBYTES", u"image/png");
-    picture->hidden = true;
-    ItemLog log;
-
-    policy.Attach(picture);
-
-    ASSERT_EQ(Resources().size(), 1u);
-    const auto& resource = Resources()[0];
-    EXPECT_EQ(resource.GetSourceUrl(), u"cid:image001.png@01CB");
-    EXPECT_EQ(resource.GetReference(), u"");
-    EXPECT_EQ(resource.GetMime(), u"image/png");
-    EXPECT_EQ(resource.GetData().View(), "PNGBYTES");
-    EXPECT_EQ(resource.GetFileName(), u"image001.png@01CB");
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Info:   > Processed as embedded"}));
-}
-
 TEST_F(Policy, AttachAllAddsAnUnreferencedFileUnderTheBaseAddressAndSkipsHiddenOnes) {
     AttachAll policy(note, {u"cid:elsewhere"});
     auto hidden = MakeAttachment(u"sig.png", u"sig.png", "x", u"image/png");
@@ -115,23 +84,6 @@ TEST_F(Policy, AttachAllAddsAnUnreferencedFileUnderTheBaseAddressAndSkipsHiddenO
     EXPECT_EQ(Resources()[0].GetData().View(), "%PDF-1.4");
     EXPECT_EQ(hidden->loads, 0);
     EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Info:   > Processed as normal attachment"}));
-}
-
-TEST_F(Policy, AttachOnlyEmbeddedIgnoresFilesButTakesHiddenReferencedOnes) {
-    AttachOnlyEmbedded policy(note, {std::u16string(kBase) + u"chart.png"});
-    auto file = MakeAttachment(u"report.pdf", u"report.pdf", "%PDF");
-    auto chart = MakeAttachment(u"chart.png", u"chart.png", "PNG", u"image/png");
-    chart->hidden = true;
-    ItemLog log;
-
-    policy.Attach(file);
-    EXPECT_TRUE(Resources().empty());
-    EXPECT_EQ(file->loads, 0);
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Info:   > Ignored"}));
-
-    policy.Attach(chart);
-    ASSERT_EQ(Resources().size(), 1u);
-    EXPECT_EQ(Resources()[0].GetSourceUrl(), u"file:///C:/Outlook/Attachments/chart.png");
 }
 
 TEST_F(Policy, TheSizeLimitAllowsExactly25MiB) {
@@ -157,20 +109,6 @@ TEST_F(Policy, TheSizeLimitAllowsExactly25MiB) {
                                   "Info:    0/3: a.bin (application/octet-stream)",
                                   "Info:   > Processed as normal attachment",
                                   "Error:    > Size Limit Exceeded",
-                              }));
-}
-
-TEST_F(Policy, EmptyAttachmentsAreSkippedSilentlyAndPositionsCountFromZero) {
-    AttachAll policy(note, {});
-    ItemLog log;
-    Attachments::Process({MakeAttachment(u"empty.txt", u"empty.txt", ""),
-                          MakeAttachment(u"100% done.txt", u"100% done.txt", "ok", u"text/plain")},
-                         policy);
-
-    ASSERT_EQ(Resources().size(), 1u);
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{
-                                  "Info:    1/2: 100% done.txt (text/plain)",
-                                  "Info:   > Processed as normal attachment",
                               }));
 }
 

@@ -134,7 +134,13 @@ TEST(Cleanup, TurnsTheSerializerLimitIntoNoteContentSizeExceededWithoutResources
     doc.Text(doc.Root(), u"y");
     Testing::ItemLog log;
     unresolved.clear();
-    EXPECT_THROW(Global::Cleanup(doc, resources, unresolved), NoteContentSizeExceededException);
+    try {
+        Global::Cleanup(doc, resources, unresolved);
+        ADD_FAILURE() << "one unit over the limit was accepted";
+    } catch (const NoteContentSizeExceededException& e) {
+        EXPECT_EQ(ToUtf8(e.GetMessage()), "Tessarix cannot create the note because it is too large. Please "
+                                          "select a part of the content and try clipping again.");
+    }
     EXPECT_TRUE(resources.empty());
     EXPECT_TRUE(unresolved.empty());
     EXPECT_EQ(log.Lines(), (std::vector<std::string>{"Debug: Global::Cleanup() call begin",

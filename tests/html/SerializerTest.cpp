@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "core/Exceptions.h"
 #include "core/Utf.h"
 #include "html/FakeDocument.h"
@@ -56,81 +58,83 @@ TEST(Serializer, DropsFilteredElementsWithEverythingInsideWhateverTheCaseOfTheir
     EXPECT_EQ(Serialize(doc), "<SCRIPTS></SCRIPTS>");
 }
 
-TEST(Serializer, BrAndNobrAreEmptyElementsWithoutStyleOrContent) {
-    FakeDocument doc;
-    const auto styled = FakeDocument::Styles{{CssProperty::Color, u"red"}};
-    doc.Element(doc.Root(), u"BR", {{u"clear", u"all"}}, styled);
-    const auto nobr = doc.Element(doc.Root(), u"nobr", {{u"id", u"n"}}, styled);
-    doc.Text(nobr, u"kept together");
-    EXPECT_EQ(Serialize(doc), "<BR /><nobr />");
-}
-
-TEST(Serializer, ImgClosesItselfAndFormTakesNoAttributes) {
-    FakeDocument doc;
-    const auto styled = FakeDocument::Styles{{CssProperty::Display, u"inline"}};
-    const auto img = doc.Element(doc.Root(), u"IMG", {{u"src", u"a.png"}, {u"alt", u"A"}}, styled);
-    doc.Text(img, u"never");
-    const auto form = doc.Element(doc.Root(), u"FORM", {{u"action", u"/go"}}, styled);
-    doc.Text(form, u"f");
-    const auto bare = doc.Element(doc.Root(), u"Form", {{u"action", u"/go"}}, std::nullopt);
-    doc.Text(bare, u"g");
-    EXPECT_EQ(Serialize(doc), "<IMG style=\"display:inline;\" src=\"a.png\" alt=\"A\" />"
-                              "<FORM style=\"display:inline;\" >f</FORM><Form >g</Form>");
-}
-
-TEST(Serializer, EscapesOnlyAngleBracketsInTextAndComments) {
-    FakeDocument doc;
-    doc.Text(doc.Root(), u"a < b && c > \"d\" 'e' &amp;");
-    doc.Other(doc.Root(), NodeType::Comment, u"#comment", u" <x> & ");
-    doc.Other(doc.Root(), NodeType::Text, u"#text", std::nullopt);
-    EXPECT_EQ(Serialize(doc), "a &lt; b && c &gt; \"d\" 'e' &amp;<!-- &lt;x&gt; & -->");
-}
-
-TEST(Serializer, DocumentTypeIsWrittenWithoutAddedBlank) {
-    FakeDocument doc;
-    doc.Other(doc.Root(), NodeType::DocumentType, u"html", u" html");
-    doc.Other(doc.Root(), NodeType::DocumentType, u"html", std::nullopt);
-    doc.Other(doc.Root(), NodeType::Fragment, u"#document-fragment", u"ignored");
-    EXPECT_EQ(Serialize(doc), "<!DOCTYPE html><!DOCTYPE>");
-}
-
-TEST(Serializer, LeavesOutEmptyAndAutoDeclarations) {
-    FakeDocument doc;
-    doc.Element(doc.Root(), u"P", {},
-                FakeDocument::Styles{{CssProperty::Left, u"AUTO"},
-                                     {CssProperty::ZIndex, u"auto"},
-                                     {CssProperty::Cursor, u"Auto"},
-                                     {CssProperty::Color, u""},
-                                     {CssProperty::Margin, u"auto 0"},
-                                     {CssProperty::Display, u"block"}});
-    EXPECT_EQ(Serialize(doc), "<P style=\"display:block;margin:auto 0;\"></P>");
-}
-
-TEST(Serializer, WritesTheWholeListInOrderButNoBorderOrOverflowOnBody) {
-    FakeDocument::Styles styles;
-    for (std::size_t i = 0; i < Html::kCssPropertyCount; ++i)
-        styles.emplace(static_cast<CssProperty>(i), std::u16string(1, u'v'));
-    FakeDocument doc;
-    doc.Element(doc.Root(), u"Body", {}, styles);
-    doc.Element(doc.Root(), u"DIV", {}, styles);
-    const std::string common1 = "background-image:v;background-attachment:v;background-color:v;"
-                                "background-position-x:v;background-position-y:v;background-repeat:v;";
-    const std::string borders = "border-bottom-color:v;border-bottom-style:v;border-bottom-width:v;"
-                                "border-left-color:v;border-left-style:v;border-left-width:v;"
-                                "border-right-color:v;border-right-style:v;border-right-width:v;"
-                                "border-top-color:v;border-top-style:v;border-top-width:v;border-width:v;";
-    const std::string common2 = "clear:v;color:v;cursor:v;display:v;font-family:v;font-size:v;font-style:v;"
-                                "font-variant:v;font-weight:v;left:v;letter-spacing:v;line-height:v;"
-                                "list-style-image:v;list-style-position:v;list-style-type:v;margin:v;"
-                                "margin-bottom:v;margin-left:v;margin-right:v;margin-top:v;";
-    const std::string overflow = "overflow:v;";
-    const std::string common3 = "padding:v;padding-bottom:v;padding-left:v;padding-right:v;padding-top:v;"
-                                "page-break-after:v;page-break-before:v;position:v;float:v;text-align:v;"
-                                "text-decoration:v;text-indent:v;text-transform:v;visibility:v;"
-                                "vertical-align:v;z-index:v;";
-    EXPECT_EQ(Serialize(doc), "<Body style=\"" + common1 + common2 + common3 + "\"></Body>" +
-                                  "<DIV style=\"" + common1 + borders + common2 + overflow + common3 +
-                                  "\"></DIV>");
+// One small document per rule: what is built, and what comes out.
+TEST(Serializer, WritesEachKindOfNodeByItsRule) {
+    using Styles = FakeDocument::Styles;
+    const Styles red{{CssProperty::Color, u"red"}}, shown{{CssProperty::Display, u"inline"}};
+    const Styles sized{{CssProperty::Color, u"red"}, {CssProperty::FontSize, u"3"}};
+    const struct {
+        const char* rule;
+        std::function<void(FakeDocument&, Html::Node)> build;
+        const char* expected;
+    } cases[] = {
+        {"br and nobr are empty, without style or content",
+         [&](FakeDocument& d, Html::Node root) {
+             d.Element(root, u"BR", {{u"clear", u"all"}}, red);
+             d.Text(d.Element(root, u"nobr", {{u"id", u"n"}}, red), u"kept together");
+         },
+         "<BR /><nobr />"},
+        {"img closes itself, form takes no attributes",
+         [&](FakeDocument& d, Html::Node root) {
+             d.Text(d.Element(root, u"IMG", {{u"src", u"a.png"}, {u"alt", u"A"}}, shown), u"never");
+             d.Text(d.Element(root, u"FORM", {{u"action", u"/go"}}, shown), u"f");
+             d.Text(d.Element(root, u"Form", {{u"action", u"/go"}}, std::nullopt), u"g");
+         },
+         "<IMG style=\"display:inline;\" src=\"a.png\" alt=\"A\" /><FORM style=\"display:inline;\" >f</FORM>"
+         "<Form >g</Form>"},
+        {"only angle brackets are escaped in text and comments",
+         [](FakeDocument& d, Html::Node root) {
+             d.Text(root, u"a < b && c > \"d\" 'e' &amp;");
+             d.Other(root, NodeType::Comment, u"#comment", u" <x> & ");
+             d.Other(root, NodeType::Text, u"#text", std::nullopt);
+         },
+         "a &lt; b && c &gt; \"d\" 'e' &amp;<!-- &lt;x&gt; & -->"},
+        {"a document type has no added blank",
+         [](FakeDocument& d, Html::Node root) {
+             d.Other(root, NodeType::DocumentType, u"html", u" html");
+             d.Other(root, NodeType::DocumentType, u"html", std::nullopt);
+             d.Other(root, NodeType::Fragment, u"#document-fragment", u"ignored");
+         },
+         "<!DOCTYPE html><!DOCTYPE>"},
+        {"empty and auto declarations are left out",
+         [](FakeDocument& d, Html::Node root) {
+             d.Element(root, u"P", {},
+                       Styles{{CssProperty::Left, u"AUTO"},
+                              {CssProperty::ZIndex, u"auto"},
+                              {CssProperty::Cursor, u"Auto"},
+                              {CssProperty::Color, u""},
+                              {CssProperty::Margin, u"auto 0"},
+                              {CssProperty::Display, u"block"}});
+         },
+         "<P style=\"display:block;margin:auto 0;\"></P>"},
+        {"a font with a specified size gets no font-size",
+         [&](FakeDocument& d, Html::Node root) {
+             d.Element(root, u"FONT", {{u"SIZE", u"3"}}, sized);
+             d.Element(root, u"FONT", {{u"size", u"3", false}}, sized);
+             d.Element(root, u"FONT", {{u"face", u"Arial"}}, sized);
+             d.Element(root, u"SPAN", {{u"size", u"3"}}, sized);
+         },
+         "<FONT style=\"color:red;\" SIZE=\"3\"></FONT><FONT style=\"color:red;font-size:medium;\"></FONT>"
+         "<FONT style=\"color:red;font-size:medium;\" face=\"Arial\"></FONT>"
+         "<SPAN style=\"color:red;font-size:medium;\" size=\"3\"></SPAN>"},
+        {"only specified, non-empty string attributes, double-quoted and escaped",
+         [](FakeDocument& d, Html::Node root) {
+             d.Element(root, u"TD",
+                       {{u"colSpan", u"1", false},
+                        {u"nowrap", std::nullopt},
+                        {u"title", u""},
+                        {u"width", u"Auto"},
+                        {u"alt", u"say \"hi\" & 'bye'"},
+                        {u"data-x", u"<&>"}},
+                       std::nullopt);
+         },
+         "<TD alt=\"say &quot;hi&quot; &amp; 'bye'\" data-x=\"&lt;&amp;>\"></TD>"},
+    };
+    for (const auto& c : cases) {
+        FakeDocument doc;
+        c.build(doc, doc.Root());
+        EXPECT_EQ(Serialize(doc), c.expected) << c.rule;
+    }
 }
 
 TEST(Serializer, AllDigitFontSizesBecomeKeywordsOfTheTable) {
@@ -172,32 +176,6 @@ TEST(Serializer, RelativeFontSizesAreWrittenAsThePointsTheyGave) {
               "<FONT style=\"\" size=\"5\"><U style=\"font-size:18pt;\">"
               "<S style=\"font-size:21.6pt;\"></S></U></FONT>"
               "<EM style=\"font-size:calc(1em);\"></EM></BODY>");
-}
-
-TEST(Serializer, FontWithSpecifiedSizeGetsNoFontSizeDeclaration) {
-    const auto styles = FakeDocument::Styles{{CssProperty::Color, u"red"}, {CssProperty::FontSize, u"3"}};
-    FakeDocument doc;
-    doc.Element(doc.Root(), u"FONT", {{u"SIZE", u"3"}}, styles);
-    doc.Element(doc.Root(), u"FONT", {{u"size", u"3", false}}, styles);
-    doc.Element(doc.Root(), u"FONT", {{u"face", u"Arial"}}, styles);
-    doc.Element(doc.Root(), u"SPAN", {{u"size", u"3"}}, styles);
-    EXPECT_EQ(Serialize(doc), "<FONT style=\"color:red;\" SIZE=\"3\"></FONT>"
-                              "<FONT style=\"color:red;font-size:medium;\"></FONT>"
-                              "<FONT style=\"color:red;font-size:medium;\" face=\"Arial\"></FONT>"
-                              "<SPAN style=\"color:red;font-size:medium;\" size=\"3\"></SPAN>");
-}
-
-TEST(Serializer, WritesOnlySpecifiedNonEmptyStringAttributesAlwaysDoubleQuotedAndEscaped) {
-    FakeDocument doc;
-    doc.Element(doc.Root(), u"TD",
-                {{u"colSpan", u"1", false},
-                 {u"nowrap", std::nullopt},
-                 {u"title", u""},
-                 {u"width", u"Auto"},
-                 {u"alt", u"say \"hi\" & 'bye'"},
-                 {u"data-x", u"<&>"}},
-                std::nullopt);
-    EXPECT_EQ(Serialize(doc), "<TD alt=\"say &quot;hi&quot; &amp; 'bye'\" data-x=\"&lt;&amp;>\"></TD>");
 }
 
 // Note content is shown by the desktop client and the note service: no value from a mail may

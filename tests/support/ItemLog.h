@@ -87,6 +87,10 @@ inline std::vector<std::string> LogLinesSince(const std::u16string& file, std::s
     return lines;
 }
 
+inline bool Contains(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
 // The traces of one scope around those of the scopes it opens, for comparing with ItemLog::Traces.
 inline std::vector<std::string> Scope(const std::string& name,
                                       std::initializer_list<std::vector<std::string>> inner = {}) {
@@ -113,6 +117,16 @@ public:
 
     // "Level: message" for every line since construction.
     std::vector<std::string> Lines() const { return LogLinesSince(file_, offset_, false); }
+
+    // Those of one level: "Critical", "Info", ...
+    std::vector<std::string> Lines(const std::string& level) const {
+        std::vector<std::string> matching;
+        for (auto& line : Lines()) {
+            if (line.starts_with(level + ": "))
+                matching.push_back(std::move(line));
+        }
+        return matching;
+    }
 
     // The lines that are not call traces.
     std::vector<std::string> Messages() const {

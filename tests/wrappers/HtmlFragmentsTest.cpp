@@ -1,3 +1,5 @@
+// The builders' edge cases and tables; their ordinary output is in every whole note of the
+// wrapper tests.
 #include "itemaccess/HtmlFragments.h"
 
 #include <gtest/gtest.h>
@@ -8,44 +10,10 @@
 #include <windows.h>
 #endif
 
-#include "support/ItemFakes.h"
-
 namespace Tessarix {
 namespace {
 
 using namespace Fragments;
-
-TEST(HtmlFragments, HeaderLineIsLabelAndValueOrNothing) {
-    std::u16string out = u"before";
-    AppendHeaderLine(out, u"From", std::u16string(u"x"));
-    EXPECT_EQ(out, u"before<b>From:</b> x<br/>");
-
-    AppendHeaderLine(out, u"To", std::u16string());
-    AppendHeaderLine(out, u"CC", static_cast<const char16_t*>(nullptr));
-    AppendHeaderLine(out, u"BCC", u"");
-    EXPECT_EQ(out, u"before<b>From:</b> x<br/>");
-
-    AppendHeaderLine(out, u"Subject", u"a < b & c");
-    EXPECT_EQ(out, u"before<b>From:</b> x<br/><b>Subject:</b> a < b & c<br/>");
-}
-
-TEST(HtmlFragments, TableRowsCarryTheirStyleOnlyWhenGiven) {
-    EXPECT_EQ(TableRowHtml(u"Pager", u"123", u""), u"<tr><td>Pager:</td><td>123</td></tr>");
-    EXPECT_EQ(TableRowHtml(u"Pager", u"123", u"color:red"),
-              u"<tr><td style='color:red'>Pager:</td><td>123</td></tr>");
-    EXPECT_EQ(TableRowHtml(u"Pager", u"", u"color:red"), u"");
-    EXPECT_EQ(StyleAttribute(u""), u"");
-}
-
-TEST(HtmlFragments, TableWritesItsTagsAlwaysAndRowsWithoutStyle) {
-    EXPECT_EQ(TableHtml(Table{{}, u"width:100%"}), u"<table style='width:100%'></table>");
-    EXPECT_EQ(TableHtml(Table{}), u"<table></table>");
-
-    const Table table{{{u"Full Name", u"Ann <Smith>"}, {u"Company", u""}, {u"Email", u"a&b@x.org"}},
-                      u"border:0"};
-    EXPECT_EQ(TableHtml(table), u"<table style='border:0'><tr><td>Full Name:</td><td>Ann <Smith></td></tr>"
-                                u"<tr><td>Email:</td><td>a&b@x.org</td></tr></table>");
-}
 
 TEST(HtmlFragments, MailAndWebLinks) {
     EXPECT_EQ(MailLink(u"ann@x.org"), u"<a href=\"mailto:ann@x.org\">ann@x.org</a>");
@@ -57,18 +25,6 @@ TEST(HtmlFragments, MailAndWebLinks) {
     EXPECT_EQ(WebLink(u"www.x.org"), u"<a href=\"http://www.x.org\">www.x.org</a>");
     EXPECT_EQ(WebLink(u" http://x.org"), u"<a href=\"http:// http://x.org\"> http://x.org</a>");
     EXPECT_EQ(WebLink(u""), u"");
-}
-
-TEST(HtmlFragments, InlineImageRefersToTheAttachmentIdOrIsABlank) {
-    auto picture = std::make_shared<Testing::FakeAttachment>();
-    picture->id = u"image001.png@01CB";
-    const std::vector<AttachmentPtr> list{picture, nullptr};
-
-    EXPECT_EQ(InlineImage(list, 0), u"<img src='file:///C:/Outlook/Attachments/image001.png@01CB' />");
-    EXPECT_EQ(InlineImage(list, 1), u" ");
-    EXPECT_EQ(InlineImage(list, 2), u" ");
-    EXPECT_EQ(InlineImage(list, -1), u" ");
-    EXPECT_EQ(InlineImage({}, 0), u" ");
 }
 
 TEST(HtmlFragments, Vocabularies) {
@@ -83,27 +39,6 @@ TEST(HtmlFragments, Vocabularies) {
     check(BusyStatusText, {u"Free", u"Tentative", u"Busy", u"OutOfOffice"});
     check(TaskStatusText,
           {u"Not Started", u"In Progress", u"Complete", u"Waiting on someone else", u"Deferred"});
-}
-
-TEST(HtmlFragments, DurationsKeepTheDoubleBlankAndPercentagesTheirSign) {
-    EXPECT_EQ(DurationText(1), u"1 minute");
-    EXPECT_EQ(DurationText(0), u"0  minutes");
-    EXPECT_EQ(DurationText(30), u"30  minutes");
-    EXPECT_EQ(DurationText(-1), u"-1  minutes");
-    EXPECT_EQ(PercentText(50), u"50%");
-    EXPECT_EQ(PercentText(0), u"0%");
-}
-
-TEST(HtmlFragments, ItemDatesLeaveOutTheEmptyDateMarker) {
-    // 1 January 4501, the host's "no date", with and without a time of day.
-    EXPECT_EQ(ItemDateText(AutomationDate{949998.0}, kDateAndTime), u"");
-    EXPECT_EQ(ItemDateText(AutomationDate{949998.5}, kDateValueOnly), u"");
-    EXPECT_EQ(ItemDateText(std::nullopt, kDateAndTime), u"");
-
-    const AutomationDate date{40609.5}; // 7 March 2011, noon
-    EXPECT_EQ(ItemDateText(date, kDateAndTime), FormatDateTime(date, kDateAndTime));
-    EXPECT_EQ(ItemDateText(date, kDateValueOnly), FormatDateTime(date, kDateValueOnly));
-    EXPECT_NE(ItemDateText(date, kDateAndTime), ItemDateText(date, kDateValueOnly));
 }
 
 // The file time of a local wall-clock time, by the platform's inverse conversion.

@@ -11,23 +11,16 @@ namespace {
 using Testing::FakeObject;
 using Testing::FakeStream;
 
-TEST(ReadWholeStream, GathersAStreamHandedOutInPieces) {
-    FakeStream stream("0123456789abcdef", 3);
+TEST(ReadWholeStream, GathersPiecesKeepsAnEarlyEndAndReportsFailures) {
     StringUTF8 out;
-    EXPECT_EQ(Mapi::ReadWholeStream(stream, out), kS_OK);
+    FakeStream pieces("0123456789abcdef", 3);
+    EXPECT_EQ(Mapi::ReadWholeStream(pieces, out), kS_OK);
     EXPECT_EQ(out.View(), "0123456789abcdef");
-}
-
-TEST(ReadWholeStream, KeepsWhatAStreamThatEndsEarlyGave) {
-    FakeStream stream("abc");
-    stream.reportedSize = 10;
-    StringUTF8 out;
-    EXPECT_EQ(Mapi::ReadWholeStream(stream, out), kS_OK);
+    FakeStream endsEarly("abc");
+    endsEarly.reportedSize = 10;
+    EXPECT_EQ(Mapi::ReadWholeStream(endsEarly, out), kS_OK);
     EXPECT_EQ(out.View(), "abc");
-}
 
-TEST(ReadWholeStream, ReportsFailuresAndSizesAByteStringCannotHold) {
-    StringUTF8 out = StringUTF8::Copy("old");
     FakeStream unreadable("abc");
     unreadable.readResult = kE_FAIL;
     EXPECT_EQ(Mapi::ReadWholeStream(unreadable, out), kE_FAIL);

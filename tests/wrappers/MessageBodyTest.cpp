@@ -9,7 +9,6 @@ namespace {
 
 using Testing::FakeAttachment;
 using Testing::FakeItem;
-using Testing::FileAttachment;
 
 constexpr char kPrefix[] = "file:///C:/Outlook/Attachments/";
 
@@ -76,20 +75,6 @@ TEST(NativeBody, FallsBackToTheHtmlPropertyWhenTheNativeBodyCannotBeHad) {
     FakeItem nothing(Outlook::kIID_MailItem);
     EXPECT_TRUE(Body::ReadNativeBody(nothing.message.get(), nullptr).Empty());
     EXPECT_TRUE(Body::ReadNativeBody(nullptr, nullptr).Empty());
-}
-
-TEST(NativeBody, TheFallbackPutsTheAttachmentsInPlaceOfTheirMarks) {
-    FakeItem item(Outlook::kIID_MailItem);
-    item.SetNativeBody("{\\rtf1}", Mapi::kNativeBodyRtf, 1252)
-        .SetHtmlProperty("<p>caf\xE9 &lt;&lt;chart.png&gt;&gt; and &lt;&lt;notes.txt&gt;&gt; and "
-                         "&lt;&lt;gone&gt;&gt;</p>")
-        .SetAttachments({FileAttachment({.fileName = u"chart.png", .content = "png", .mime = u"image/png"}),
-                         FileAttachment({.fileName = u"notes.txt", .content = "txt", .cid = u"n1@x"})});
-    const auto attachments = Automation::GetDispatch(*item.object, u"Attachments");
-    const MessageBody body = Body::ReadNativeBody(item.message.get(), attachments.get());
-    EXPECT_EQ(body.bytes.View(), "<p>caf\xE9 " + Img("chart.png") + " and " + Img("n1@x") + " and  </p>");
-    EXPECT_EQ(body.codePage, 1252u);
-    EXPECT_FALSE(body.plainText);
 }
 
 TEST(AttachmentMarks, ShortestMatchesInOrderWithABlankForMissingAttachments) {

@@ -200,10 +200,6 @@ inline std::string Line(const std::string& label, const std::string& value) {
     return "<b>" + label + ":</b> " + value + "<br/>";
 }
 
-inline bool Contains(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
 inline bool WasRead(const FakeObject& object, const std::u16string& name) {
     return std::find(object.gets.begin(), object.gets.end(), name) != object.gets.end();
 }

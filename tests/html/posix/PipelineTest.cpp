@@ -1,70 +1,17 @@
-// Real documents through the POSIX engine, the serializer and cleanup; whole mails, character by
-// character, are the corpus's (CorpusTest).
+// Corpus inputs through the POSIX engine and cleanup, for the log lines the snapshots do not hold.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 
-#include "core/Exceptions.h"
 #include "core/Utf.h"
 #include "html/Cleanup.h"
-#include "html/DomLoader.h"
-#include "html/Serializer.h"
 #include "support/ItemLog.h"
 
 using namespace Tessarix;
 
 namespace {
-
-std::string Serialize(const std::string& html) {
-    const auto doc = Global::CreateDOM(FromUtf8(html));
-    Clipper::NoteContentSerializer serializer(0);
-    serializer.Serialize(*doc);
-    return ToUtf8(serializer.Output());
-}
-
-// Read back as a browser would, the note holds no script element, handler or script address, and
-// a quoted font family does not cut the style attribute short.
-TEST(Pipeline, AMailsMarkupStaysInertWhenTheNoteIsReadBack) {
-    const std::string note = Serialize(
-        "<body><p title=\"&quot;'><script>alert(1)</script>\" onclick=\"x()\">"
-        "<a href=\" javascript:alert(1)\" title='\"><img src=x onerror=alert(1)>'>l</a>"
-        "<span "
-        "style='font-family:\"Calibri\",sans-serif;font-size:7.5pt;margin-left:3px'>s</span></p></body>");
-    const auto doc = Global::CreateDOM(FromUtf8(note));
-    std::vector<std::string> names, attributes;
-    std::vector<Html::Node> pending{doc->Root()};
-    while (!pending.empty()) {
-        const Html::Node node = pending.back();
-        pending.pop_back();
-        names.push_back(ToUtf8(doc->NameOf(node)));
-        // The loader's own charset declaration.
-        const std::size_t count = names.back() == "META" ? 0 : doc->AttributeCount(node);
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto a = doc->AttributeAt(node, i);
-            if (!a.specified)
-                continue;
-            attributes.push_back(ToUtf8(a.name) + "=" + ToUtf8(a.value.value_or(u"")));
-        }
-        for (std::size_t i = 0; i < doc->ChildCount(node); ++i)
-            pending.push_back(doc->ChildAt(node, i));
-    }
-    for (const auto& name : names)
-        EXPECT_TRUE(name != "SCRIPT" && name != "IMG") << name;
-    for (const auto& attribute : attributes) {
-        EXPECT_FALSE(attribute.starts_with("on")) << attribute;
-        EXPECT_EQ(attribute.find("javascript:"), std::string::npos) << attribute;
-    }
-    EXPECT_NE(std::find(attributes.begin(), attributes.end(), "title=\"'><script>alert(1)</script>"),
-              attributes.end());
-    // A cut style attribute would leave the rest of the declarations behind as attributes.
-    for (const auto& attribute : attributes)
-        EXPECT_TRUE(attribute.starts_with("title=") || attribute.starts_with("style=")) << attribute;
-    EXPECT_NE(note.find("font-family:&quot;Calibri&quot;,sans-serif;font-size:7.5pt;"), std::string::npos);
-}
 
 // Pictures outside `images` are no resources and are named in the log (corpus inputs).
 TEST(Pipeline, PicturesOfButtonsAndVmlAreLeftOutAndNamed) {
@@ -90,69 +37,6 @@ TEST(Pipeline, PicturesOfButtonsAndVmlAreLeftOutAndNamed) {
         EXPECT_EQ(lines, expected) << name;
         EXPECT_TRUE(resources.empty()) << name;
     }
-}
-
-class PipelineLimit : public testing::Test {
-protected:
-    void SetUp() override {
-        // One file per process: CTest runs the cases of this fixture side by side.
-        picture_ =
-            std::filesystem::temp_directory_path() / ("tx-html-limit-" + std::to_string(::getpid()) + ".png");
-        std::ofstream(picture_, std::ios::binary) << "\x89PNG\r\n\x1a\n";
-    }
-    void TearDown() override { std::filesystem::remove(picture_); }
-
-    // A picture that exists, then a paragraph of `n` letters.
-    std::string Document(std::size_t n) const {
-        return "<body><img src=\"file://" + picture_.string() + "\"><p>" + std::string(n, 'x') +
-               "</p></body>";
-    }
-
-    std::filesystem::path picture_;
-};
-
-TEST_F(PipelineLimit, PicturesOfARealDocumentBecomeResourcesInDocumentOrder) {
-    const std::string address = "file://" + picture_.string();
-    const std::string html = "<body><p><img src='" + address + "'><img src='" + address +
-                             "#x'></p>"
-                             "<table><tr><td><img src=\"" +
-                             address +
-                             "\" width=2></td></tr></table>"
-                             "<img src='cid:image001.png@01D2'></body>";
-    Notes::ResourceList resources;
-    std::vector<std::u16string> unresolved;
-    // The TextContent way in, as renderers of 8-bit bodies take it.
-    Global::MakeCleanContent(TextContent(StringUTF8::Copy(html), 1252), resources, unresolved);
-    ASSERT_EQ(resources.size(), 2u);
-    for (const auto& resource : resources) {
-        EXPECT_EQ(ToUtf8(resource.GetSourceUrl()), address);
-        EXPECT_EQ(std::string(resource.GetData().View()), "\x89PNG\r\n\x1a\n");
-    }
-    EXPECT_EQ(unresolved, (std::vector<std::u16string>{FromUtf8(address + "#x"), u"cid:image001.png@01D2"}));
-}
-
-TEST_F(PipelineLimit, CleanupAcceptsExactlyTheLimitAndRefusesOneUnitMore) {
-    ASSERT_EQ(Clipper::kNoteContentLimit, 5242880);
-    const std::size_t letters = 5242880 - (Serialize(Document(1)).size() - 1);
-
-    Notes::ResourceList resources;
-    std::vector<std::u16string> unresolved;
-    const auto fits = Global::CreateDOM(FromUtf8(Document(letters)));
-    EXPECT_EQ(Global::Cleanup(*fits, resources, unresolved).size(), 5242880u);
-    EXPECT_EQ(resources.size(), 1u);
-
-    Testing::ItemLog log;
-    resources.clear();
-    try {
-        Global::MakeCleanContent(FromUtf8(Document(letters + 1)), resources, unresolved);
-        ADD_FAILURE() << "one unit over the limit was accepted";
-    } catch (const NoteContentSizeExceededException& e) {
-        EXPECT_EQ(ToUtf8(e.GetMessage()), "Tessarix cannot create the note because it is too large. Please "
-                                          "select a part of the content and try clipping again.");
-    }
-    EXPECT_TRUE(resources.empty());
-    EXPECT_TRUE(unresolved.empty());
-    EXPECT_EQ(log.Messages(), std::vector<std::string>{"Error: SerializerOutputLimitException is thrown."});
 }
 
 } // namespace
