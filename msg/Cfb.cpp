@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <mutex>
 #include <system_error>
 
@@ -27,10 +26,6 @@ namespace {
 
 // Compound files nest storages a few levels deep; a .msg nests one level per embedded message.
 constexpr int kMaxDepth = 128;
-
-// Larger files are read through libgsf's file input, so that no copy of a large attachment's
-// file is held.
-constexpr std::uint64_t kReadWholeUpTo = 4 * 1024 * 1024;
 
 void LogGsfMessage(const gchar* domain, GLogLevelFlags, const gchar* message, gpointer) {
     Log().Debug(
@@ -75,16 +70,6 @@ std::shared_ptr<const Container> Container::OpenFile(const std::filesystem::path
     std::error_code ec;
     if (!std::filesystem::is_regular_file(path, ec))
         throw MsgFileError(displayName, u"no such file");
-    // A file of usual size is read whole, in a few system calls, and parsed from memory: libgsf's
-    // file input seeks before each of its many small reads.
-    if (const std::uint64_t size = std::filesystem::file_size(path, ec); !ec && size <= kReadWholeUpTo) {
-        std::string bytes(static_cast<std::size_t>(size), '\0');
-        std::ifstream in(path, std::ios::binary);
-        if (in.read(bytes.data(), static_cast<std::streamsize>(size)) &&
-            in.gcount() == static_cast<std::streamsize>(size))
-            return OpenBytes(std::move(bytes), displayName);
-        // Unreadable, or shorter by now: the file input below says what is wrong.
-    }
     GError* error = nullptr;
     Owned<GsfInput> input(gsf_input_stdio_new(path.c_str(), &error));
     if (!input) {
