@@ -39,6 +39,9 @@ public:
         attachment_->LoadContentTo(bytes);
         return bytes;
     }
+    void Read(const Notes::ByteSink& sink, std::uint32_t limit) override {
+        attachment_->ReadContent(sink, limit);
+    }
 
 private:
     AttachmentPtr attachment_;

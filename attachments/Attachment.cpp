@@ -1,5 +1,6 @@
 #include "attachments/Attachment.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "attachments/AttachProcessor.h"
@@ -49,11 +50,15 @@ bool Attachment::IsEmbededImage() {
     CallTracer tracer(u"Attachment::IsEmbededImage()");
     std::u16string mime = GetMimeType();
     if (mime.empty()) {
-        StringUTF8 content;
-        LoadContentTo(content);
+        // The sniffer looks at the head only: the rest is not read.
+        std::string head;
+        const std::size_t length =
+            std::min<std::size_t>(Notes::SniffLength(), std::numeric_limits<std::uint32_t>::max());
+        ReadContent([&head](std::string_view piece) { head.append(piece); },
+                    static_cast<std::uint32_t>(length));
         // Nothing to sniff in no bytes.
-        if (!content.Empty())
-            mime = Notes::SniffMime(content.View());
+        if (!head.empty())
+            mime = Notes::SniffMime(head);
     }
     mime = Notes::NormaliseMime(std::move(mime));
     return mime.find(u"image") != std::u16string::npos;
@@ -177,6 +182,33 @@ void Attachment::LoadContentTo(StringUTF8& buffer) {
     if (!stream)
         return;
     ThrowIfFailed(Mapi::ReadWholeStream(*stream, buffer));
+}
+
+void Attachment::ReadContent(const std::function<void(std::string_view)>& sink, std::uint32_t limit) {
+    CallTracer tracer(u"Attachment::ReadContent()");
+    const auto stream = OpenAsStream();
+    if (!stream)
+        return;
+    std::uint64_t size = 0;
+    ThrowIfFailed(stream->Size(size));
+    if (size > std::numeric_limits<std::uint32_t>::max())
+        ThrowIfFailed(kE_OUTOFMEMORY);
+    // As LoadContentTo: no more than the size measured first, and a stream that ends early gives
+    // what it had.
+    std::uint64_t left = std::min<std::uint64_t>(size, limit);
+    constexpr std::uint32_t kPiece = 1 << 20;
+    std::unique_ptr<char[]> buffer;
+    while (left > 0) {
+        const auto want = static_cast<std::uint32_t>(std::min<std::uint64_t>(left, kPiece));
+        if (!buffer)
+            buffer.reset(new char[want]);
+        std::uint32_t read = 0;
+        ThrowIfFailed(stream->Read(buffer.get(), want, read));
+        if (read == 0)
+            break;
+        sink(std::string_view(buffer.get(), read));
+        left -= read;
+    }
 }
 
 // ---- EmbededMessage ----

@@ -35,6 +35,8 @@ public:
     std::uint32_t GetSize() override;
     // An empty buffer without a content stream; a failing read is raised as its HRESULT.
     void LoadContentTo(StringUTF8& buffer) override;
+    // Read from the content stream in pieces of at most 1 MiB.
+    void ReadContent(const std::function<void(std::string_view)>& sink, std::uint32_t limit) override;
     bool IsHidden() override;
     // The content id, else the file name unless it is "untitled attachment", else "cid:" and the
     // rendering position.

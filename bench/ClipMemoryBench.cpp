@@ -5,7 +5,6 @@
 // resident size (run one benchmark per process with --benchmark_filter for a clean figure).
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "actions/ItemClipActions.h"
+#include "bench/BenchSupport.h"
 #include "bench/PeakMemory.h"
 #include "cli/ItemSelection.h"
 #include "core/Exceptions.h"
@@ -31,16 +31,6 @@ constexpr std::size_t kAttachmentSize = 20 * kMiB;
 
 std::filesystem::path g_mail;
 
-std::string RandomBytes(std::size_t size) {
-    std::string bytes(size, '\0');
-    std::uint32_t x = 2463534242u;
-    for (char& c : bytes) {
-        x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-        c = static_cast<char>(x);
-    }
-    return bytes;
-}
-
 void WriteMail(const std::filesystem::path& path) {
     using Msg::Value;
     Msg::MessageData mail;
@@ -48,7 +38,7 @@ void WriteMail(const std::filesystem::path& path) {
         .Set(0x0037001F, Value::Unicode(u"Quarterly report"))
         .Set(0x1000001F, Value::Unicode(u"The report is attached."));
     Msg::AttachmentData attachment;
-    const std::string bytes = RandomBytes(kAttachmentSize);
+    const std::string bytes = Bench::RandomBytes(kAttachmentSize);
     attachment.props.Set(Mapi::kPR_ATTACH_METHOD, Value::Long(Mapi::kATTACH_BY_VALUE))
         .Set(Mapi::kPR_ATTACH_LONG_FILENAME, Value::Unicode(u"report.pdf"))
         .Set(Mapi::kPR_ATTACH_MIME_TAG, Value::Unicode(u"application/pdf"))
@@ -113,19 +103,8 @@ BENCHMARK(BM_ClipFiftyLargeMailsUnbudgeted)->Unit(benchmark::kMillisecond)->Iter
 } // namespace
 
 int main(int argc, char** argv) {
-    const auto folder = std::filesystem::temp_directory_path() / "tx-bench-clip-memory";
-    std::filesystem::create_directories(folder);
-    // The log and its dump of the document go there too, not into the user's folders.
-    ::setenv("XDG_STATE_HOME", folder.string().c_str(), 1);
-    g_mail = folder / "mail.msg";
-    WriteMail(g_mail);
-
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-    return 0;
+    return Tessarix::Bench::RunInScratchFolder(argc, argv, "tx-bench-clip-memory", [](const auto& folder) {
+        g_mail = folder / "mail.msg";
+        WriteMail(g_mail);
+    });
 }

@@ -3,12 +3,12 @@
 // operator new. The target is about three copies of the resource at once.
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "bench/PeakMemory.h"
 #include "notes/ExportDocument.h"
 
@@ -19,22 +19,12 @@ using namespace Tessarix::Notes;
 
 constexpr std::size_t kMiB = 1024 * 1024;
 
-std::shared_ptr<char[]> Bytes(std::size_t size) {
-    std::shared_ptr<char[]> bytes(new char[size]);
-    std::uint32_t x = 2463534242u;
-    for (std::size_t i = 0; i < size; ++i) {
-        x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-        bytes[i] = static_cast<char>(x);
-    }
-    return bytes;
-}
-
 void BM_Base64Encode(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
-    const auto input = Bytes(size);
+    const std::string input = Bench::RandomBytes(size);
     std::string output(Base64Length(size), '\0');
     for (auto _ : state) {
-        Base64EncodeTo(reinterpret_cast<const unsigned char*>(input.get()), size, output.data());
+        Base64EncodeTo(reinterpret_cast<const unsigned char*>(input.data()), size, output.data());
         benchmark::DoNotOptimize(output.data());
         benchmark::ClobberMemory();
     }
@@ -55,7 +45,7 @@ NoteList NoteWithResource(std::size_t size) {
     note->SetContent(u"<div>See the attachment.</div>");
     note->GetMetadata().push_back(CMetadata(u"author", u"Ann"));
     note->GetResources().push_back(CResource(u"ref", u"application/pdf",
-                                             StringUTF8(Bytes(size), static_cast<std::uint32_t>(size)),
+                                             StringUTF8::Adopt(Bench::RandomBytes(size)),
                                              u"file:///C:/Outlook/Attachments/report.pdf"));
     note->GetResources().back().SetFileName(u"report.pdf");
     return {note};
@@ -109,17 +99,5 @@ BENCHMARK(BM_BuildAndSendExportPeak)->Unit(benchmark::kMillisecond)->Iterations(
 } // namespace
 
 int main(int argc, char** argv) {
-    // The dump goes to the log folder; keep it out of the user's own.
-    const auto folder = std::filesystem::temp_directory_path() / "tx-bench-export";
-    std::filesystem::create_directories(folder);
-    ::setenv("XDG_STATE_HOME", folder.string().c_str(), 1);
-
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-    return 0;
+    return Tessarix::Bench::RunInScratchFolder(argc, argv, "tx-bench-export");
 }

@@ -43,24 +43,67 @@ std::int32_t LeadingInt(std::u16string_view text) {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// The C runtime's text mode turns every line feed into CR LF; its "ccs=" mode then encodes.
-std::string Encode(std::u16string_view text, bool utf16) {
-    std::u16string translated;
-    translated.reserve(text.size() + 4);
-    for (char16_t c : text) {
+// `value` as "%.Nd" writes it (at least `width` digits), then `after`, into `out` at `at`.
+void PutPadded(char16_t* out, std::size_t& at, int value, int width, char16_t after) {
+    if (value < 0) {
+        for (const char16_t c : width == 2 ? Format(u"%.2d", value) : Format(u"%.4d", value))
+            out[at++] = c;
+    } else {
+        char16_t digits[16];
+        int count = 0;
+        for (unsigned rest = static_cast<unsigned>(value); rest > 0 || count < width; rest /= 10)
+            digits[count++] = static_cast<char16_t>(u'0' + rest % 10);
+        while (count > 0)
+            out[at++] = digits[--count];
+    }
+    out[at++] = after;
+}
+
+// `text` as the C runtime's text mode writes it: every line feed as CR LF, then its "ccs=" mode
+// encodes. ASCII, which nearly every line is, is copied straight.
+void AppendEncoded(std::string& bytes, std::u16string_view text, bool utf16) {
+    if (utf16) {
+        for (const char16_t c : text) {
+            if (c == u'\n')
+                bytes.append("\r\0", 2);
+            bytes += static_cast<char>(c & 0xFF);
+            bytes += static_cast<char>(c >> 8);
+        }
+        return;
+    }
+    // The leading run without line feeds, one byte per unit, in one go.
+    const std::size_t at = bytes.size();
+    bytes.resize(at + text.size());
+    char* out = bytes.data() + at;
+    std::size_t i = 0;
+    for (; i < text.size() && text[i] < 0x80 && text[i] != u'\n'; ++i)
+        out[i] = static_cast<char>(text[i]);
+    bytes.resize(at + i);
+    for (; i < text.size(); ++i) {
+        const char16_t c = text[i];
+        if (c >= 0x80) {
+            std::u16string rest;
+            rest.reserve(text.size() - i + 4);
+            for (const char16_t d : text.substr(i)) {
+                if (d == u'\n')
+                    rest += u'\r';
+                rest += d;
+            }
+            bytes += ToUtf8(rest);
+            return;
+        }
         if (c == u'\n')
-            translated += u'\r';
-        translated += c;
+            bytes += '\r';
+        bytes += static_cast<char>(c);
     }
-    if (!utf16)
-        return ToUtf8(translated);
-    std::string bytes;
-    bytes.reserve(translated.size() * 2);
-    for (char16_t c : translated) {
-        bytes += static_cast<char>(c & 0xFF);
-        bytes += static_cast<char>(c >> 8);
-    }
-    return bytes;
+}
+
+// What FormatV(text, {}) gives, encoded: text without a percent sign is itself.
+void AppendAsFormat(std::string& bytes, std::u16string_view text, bool utf16) {
+    if (text.find(u'%') == std::u16string_view::npos)
+        AppendEncoded(bytes, text, utf16);
+    else
+        AppendEncoded(bytes, FormatV(text, {}), utf16);
 }
 
 void CreateChain(const std::u16string& path) {
@@ -199,13 +242,23 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
         return;
     try {
         const Platform::SystemTime t = clock_();
+        // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
+        char16_t stamp[96];
+        std::size_t length = 0;
+        PutPadded(stamp, length, t.month, 2, u'/');
+        PutPadded(stamp, length, t.day, 2, u'/');
+        PutPadded(stamp, length, t.year, 4, u' ');
+        PutPadded(stamp, length, t.hour, 2, u':');
+        PutPadded(stamp, length, t.minute, 2, u':');
+        PutPadded(stamp, length, t.second, 2, u':');
+        PutPadded(stamp, length, t.milliseconds, 4, u' ');
+        std::string bytes;
+        bytes.reserve(2 * (length + level.size() + message.size() + 8));
+        AppendEncoded(bytes, std::u16string_view(stamp, length), utf16_);
         // The message is the format of its own write, so "100%%" is written as "100%".
-        std::u16string line = Format(u"%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", t.month, t.day, t.year, t.hour,
-                                     t.minute, t.second, t.milliseconds);
-        line += FormatV(level, {});
-        line += FormatV(message, {});
-        line += u"\r\n"; // text mode adds its own CR: lines end CR CR LF on disk
-        const std::string bytes = Encode(line, utf16_);
+        AppendAsFormat(bytes, level, utf16_);
+        AppendAsFormat(bytes, message, utf16_);
+        AppendEncoded(bytes, u"\r\n", utf16_); // text mode adds its own CR: lines end CR CR LF on disk
         file_.Write(bytes.data(), bytes.size());
         if (file_.Size() > maxFileSize_)
             Rotate();
@@ -381,14 +434,14 @@ void Logger::Rotate() {
 
 CallTracer::CallTracer(std::u16string name) : name_(std::move(name)) {
     try {
-        Log().Debug(Format(u"%s call begin", name_));
+        Log().Debug(name_ + u" call begin");
     } catch (...) {
     }
 }
 
 CallTracer::~CallTracer() {
     try {
-        Log().Debug(Format(u"%s call end", name_));
+        Log().Debug(name_ + u" call end");
     } catch (...) {
     }
 }

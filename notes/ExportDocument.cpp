@@ -110,14 +110,33 @@ void WriteResource(Xml::XmlWriter& writer, const CResource& resource, std::size_
 
     writer.WriteStartElement(u"data");
     writer.WriteAttributeString(u"encoding", u"base64");
-    // Loaded here and let go when written: a deferred resource is held only for this while.
-    const StringUTF8 data = resource.GetData();
-    // Measured sizes can still change under us (a file rewritten meanwhile).
-    if (const std::uint64_t grown = writer.Output().size() + Base64Length64(data.Length()); grown > budget)
-        RefuseSize(grown, budget);
-    // Base64 is ASCII and so already UTF-8: it goes straight into the document's buffer.
-    char* out = writer.WriteTrustedAscii(Base64Length(data.Length()));
-    Base64EncodeTo(reinterpret_cast<const unsigned char*>(data.Data()), data.Length(), out);
+    // Base64 is ASCII and so already UTF-8: it goes straight into the document's buffer, encoded
+    // piece by piece as the content is read, so that no whole copy of a large content is held.
+    // Groups of three bytes that straddle two pieces wait in `carry`.
+    writer.WriteTrustedAscii(0);
+    unsigned char carry[3];
+    std::size_t carried = 0;
+    resource.ReadData([&](std::string_view piece) {
+        // Measured sizes can still change under us (a file rewritten meanwhile).
+        if (const std::uint64_t grown = writer.Output().size() + Base64Length64(carried + piece.size());
+            grown > budget)
+            RefuseSize(grown, budget);
+        auto in = reinterpret_cast<const unsigned char*>(piece.data());
+        std::size_t length = piece.size();
+        while (carried > 0 && carried < 3 && length > 0)
+            carry[carried++] = *in++, --length;
+        if (carried == 3) {
+            Base64EncodeTo(carry, 3, writer.WriteTrustedAscii(4));
+            carried = 0;
+        }
+        const std::size_t whole = length / 3 * 3;
+        if (whole > 0)
+            Base64EncodeTo(in, whole, writer.WriteTrustedAscii(Base64Length(whole)));
+        for (std::size_t i = whole; i < length; ++i)
+            carry[carried++] = in[i];
+    });
+    if (carried > 0)
+        Base64EncodeTo(carry, carried, writer.WriteTrustedAscii(4));
     writer.WriteFullEndElement();
 
     writer.WriteElementString(u"mime", resource.GetMime());

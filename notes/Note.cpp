@@ -1,6 +1,7 @@
 #include "notes/Note.h"
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 #include "notes/MimeSniffer.h"
@@ -17,6 +18,24 @@ void CMetadata::SetValue(const std::u16string& value) {
     value_ = ReplaceNonXmlCharacters(value);
 }
 
+namespace {
+
+std::u16string SniffHead(IResourceContent& content) {
+    std::string head;
+    const std::size_t length =
+        std::min<std::size_t>(SniffLength(), std::numeric_limits<std::uint32_t>::max());
+    content.Read([&head](std::string_view piece) { head.append(piece); }, static_cast<std::uint32_t>(length));
+    return NormaliseMime(SniffMime(head));
+}
+
+} // namespace
+
+void IResourceContent::Read(const ByteSink& sink, std::uint32_t limit) {
+    const StringUTF8 bytes = Load();
+    if (!bytes.Empty() && limit > 0)
+        sink(bytes.View().substr(0, limit));
+}
+
 CResource::CResource(std::u16string reference, std::u16string mime, StringUTF8 data, std::u16string sourceUrl)
     : mime_(ReplaceNonXmlCharacters(mime.empty() ? NormaliseMime(SniffMime(data.View())) : std::move(mime))),
       reference_(std::move(reference)), sourceUrl_(ReplaceNonXmlCharacters(std::move(sourceUrl))),
@@ -24,10 +43,16 @@ CResource::CResource(std::u16string reference, std::u16string mime, StringUTF8 d
 
 CResource::CResource(std::u16string reference, std::u16string mime, ResourceContentPtr content,
                      std::u16string sourceUrl)
-    : mime_(ReplaceNonXmlCharacters(mime.empty() && content ? NormaliseMime(SniffMime(content->Load().View()))
-                                                            : std::move(mime))),
+    : mime_(ReplaceNonXmlCharacters(mime.empty() && content ? SniffHead(*content) : std::move(mime))),
       reference_(std::move(reference)), sourceUrl_(ReplaceNonXmlCharacters(std::move(sourceUrl))),
       content_(std::move(content)) {}
+
+void CResource::ReadData(const ByteSink& sink) const {
+    if (content_)
+        content_->Read(sink, std::numeric_limits<std::uint32_t>::max());
+    else if (!data_.Empty())
+        sink(data_.View());
+}
 
 void CResource::SetFileName(const std::u16string& fileName) {
     fileName_ = ReplaceNonXmlCharacters(fileName);

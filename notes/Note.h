@@ -6,8 +6,10 @@
 // the export over a character: title, content, metadata values, a resource's MIME type, source URL
 // and file name. The export writer itself stays strict.
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/ByteString.h"
@@ -60,6 +62,9 @@ public:
     virtual void SetFileName(const std::u16string& fileName) = 0;
 };
 
+// Receives bytes in order, a piece at a time.
+using ByteSink = std::function<void(std::string_view)>;
+
 // Bytes that a resource reads only when the export writes them, so that a clip holds one
 // attachment's bytes at a time and knows every size before anything is loaded.
 class IResourceContent {
@@ -69,6 +74,10 @@ public:
     virtual std::uint32_t Size() = 0;
     // Read anew on every call; nothing is kept.
     virtual StringUTF8 Load() = 0;
+    // The first `limit` bytes of what Load gives, to `sink` in pieces, read anew: the export
+    // encodes a large content as it comes and a sniffer reads only the head. This default loads
+    // the whole content first.
+    virtual void Read(const ByteSink& sink, std::uint32_t limit);
 };
 using ResourceContentPtr = std::shared_ptr<IResourceContent>;
 
@@ -84,6 +93,8 @@ public:
 
     std::u16string GetMime() const override { return mime_; }
     StringUTF8 GetData() const override { return content_ ? content_->Load() : data_; }
+    // What GetData gives, to `sink` in pieces, never held whole when the bytes are read on demand.
+    void ReadData(const ByteSink& sink) const;
     // The byte count GetData gives, without loading.
     std::uint32_t Size() const { return content_ ? content_->Size() : data_.Length(); }
     std::u16string GetSourceUrl() const override { return sourceUrl_; }

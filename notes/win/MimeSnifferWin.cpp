@@ -18,6 +18,10 @@ using UniqueCoTaskString = std::unique_ptr<wchar_t, CoTaskMemDeleter>;
 
 } // namespace
 
+std::size_t SniffLength() {
+    return 256;
+}
+
 std::u16string SniffMime(std::string_view bytes) {
     // Only the first 256 bytes are examined by the sniffer, so a huge buffer is never a problem.
     const auto size =
