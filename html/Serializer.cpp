@@ -1,9 +1,12 @@
 #include "html/Serializer.h"
 
+#include <algorithm>
 #include <array>
+#include <exception>
 #include <vector>
 
 #include "core/Exceptions.h"
+#include "core/Memory.h"
 #include "html/FontSize.h"
 
 namespace Tessarix::Clipper {
@@ -159,9 +162,34 @@ std::u16string_view FontSizeValue(std::u16string_view computed) {
 } // namespace Serialization
 
 void NoteContentSerializer::Write(std::u16string_view text) {
+    if (output_.capacity() - output_.size() < text.size())
+        Reserve(output_.size() + text.size());
     output_.append(text);
     if (limit_ >= 1 && output_.size() > static_cast<std::size_t>(limit_))
         throw SerializerOutputLimitException();
+}
+
+// The output runs to many times its document, and every byte that a doubling string copies lands on
+// fresh pages that the kernel must fault in and clear. Reserving ahead costs only address space
+// until written: the output grows sixteenfold, to its limit at most, and a large one asks for
+// large pages.
+void NoteContentSerializer::Reserve(std::size_t needed) {
+    constexpr std::size_t kFirst = std::size_t{1} << 16;
+    constexpr std::size_t kLarge = std::size_t{1} << 20;
+    const std::size_t most = output_.max_size();
+    std::size_t capacity = output_.capacity() <= most / 16 ? output_.capacity() * 16 : most;
+    capacity = std::max({needed, kFirst, capacity});
+    if (limit_ >= 1)
+        capacity = std::max(needed, std::min(capacity, static_cast<std::size_t>(limit_) + 1));
+    try {
+        output_.reserve(capacity);
+    } catch (const std::exception&) {
+        // bad_alloc or length_error: no address space for the head start (a 32-bit process).
+        // Grow as the string would, which throws if even that cannot be had.
+        output_.reserve(std::max(needed, output_.capacity() * 2));
+    }
+    if (output_.capacity() >= kLarge)
+        Platform::AdviseLargeFill(output_.data(), output_.capacity() * sizeof(char16_t));
 }
 
 void NoteContentSerializer::Serialize(const Html::Document& document) {

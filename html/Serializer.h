@@ -30,6 +30,7 @@ public:
 
 private:
     void Write(std::u16string_view text);
+    void Reserve(std::size_t needed);
     // A document's elements share few styles: each style's declarations are made once.
     struct StyleText {
         std::u16string beforeFontSize; // the declarations that precede font-size in the list
