@@ -242,19 +242,28 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
         return;
     try {
         const Platform::SystemTime t = clock_();
-        // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
-        char16_t stamp[96];
-        std::size_t length = 0;
-        PutPadded(stamp, length, t.month, 2, u'/');
-        PutPadded(stamp, length, t.day, 2, u'/');
-        PutPadded(stamp, length, t.year, 4, u' ');
-        PutPadded(stamp, length, t.hour, 2, u':');
-        PutPadded(stamp, length, t.minute, 2, u':');
-        PutPadded(stamp, length, t.second, 2, u':');
-        PutPadded(stamp, length, t.milliseconds, 4, u' ');
+        const auto same = [](const Platform::SystemTime& a, const Platform::SystemTime& b) {
+            return a.milliseconds == b.milliseconds && a.second == b.second && a.minute == b.minute &&
+                   a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
+        };
+        if (stampBytes_.empty() || !same(t, stampTime_)) {
+            // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
+            char16_t stamp[96];
+            std::size_t length = 0;
+            PutPadded(stamp, length, t.month, 2, u'/');
+            PutPadded(stamp, length, t.day, 2, u'/');
+            PutPadded(stamp, length, t.year, 4, u' ');
+            PutPadded(stamp, length, t.hour, 2, u':');
+            PutPadded(stamp, length, t.minute, 2, u':');
+            PutPadded(stamp, length, t.second, 2, u':');
+            PutPadded(stamp, length, t.milliseconds, 4, u' ');
+            stampBytes_.clear();
+            AppendEncoded(stampBytes_, std::u16string_view(stamp, length), utf16_);
+            stampTime_ = t;
+        }
         std::string bytes;
-        bytes.reserve(2 * (length + level.size() + message.size() + 8));
-        AppendEncoded(bytes, std::u16string_view(stamp, length), utf16_);
+        bytes.reserve(stampBytes_.size() + 2 * (level.size() + message.size() + 8));
+        bytes = stampBytes_;
         // The message is the format of its own write, so "100%%" is written as "100%".
         AppendAsFormat(bytes, level, utf16_);
         AppendAsFormat(bytes, message, utf16_);
@@ -380,6 +389,7 @@ void Logger::OpenFile(const std::u16string& name) {
     }
     file_ = std::move(file);
     utf16_ = utf16;
+    stampBytes_.clear(); // encoded for the other file
     currentName_ = name;
 }
 
@@ -387,6 +397,7 @@ void Logger::CloseFile() {
     file_.Close();
     currentName_.clear();
     utf16_ = false;
+    stampBytes_.clear();
 }
 
 // A file dated after today was not written by this log (or the clock went back): it sorts after
