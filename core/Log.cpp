@@ -100,6 +100,18 @@ void AppendEncoded(std::string& bytes, std::u16string_view text, bool utf16) {
 
 // What FormatV(text, {}) gives, encoded: text without a percent sign is itself.
 void AppendAsFormat(std::string& bytes, std::u16string_view text, bool utf16) {
+    if (!utf16) {
+        // ASCII without a percent sign or a line feed, nearly every message, in one pass.
+        const std::size_t at = bytes.size();
+        bytes.resize(at + text.size());
+        char* out = bytes.data() + at;
+        std::size_t i = 0;
+        for (; i < text.size() && text[i] < 0x80 && text[i] != u'%' && text[i] != u'\n'; ++i)
+            out[i] = static_cast<char>(text[i]);
+        if (i == text.size())
+            return;
+        bytes.resize(at);
+    }
     if (text.find(u'%') == std::u16string_view::npos)
         AppendEncoded(bytes, text, utf16);
     else

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "core/Utf.h"
 
@@ -84,7 +85,29 @@ std::string Getenv(const char* name) {
 } // namespace
 
 SystemTime LocalTime() {
-    return Now(localtime_r);
+    // The log asks for every line; the broken-down time changes only with the second (or with
+    // the zone, which tzset() changes along with these globals).
+    struct Cache {
+        time_t second = -1;
+        long zone = 0;
+        int daylight = 0;
+        std::string names;
+        std::tm tm{};
+    };
+    thread_local Cache cache;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::string names = std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : "");
+    if (now.tv_sec != cache.second || timezone != cache.zone || daylight != cache.daylight ||
+        names != cache.names) {
+        std::tm tm{};
+        if (!localtime_r(&now.tv_sec, &tm))
+            return {};
+        // localtime_r sets the zone up on its first use: the globals are read after it.
+        cache = {now.tv_sec, timezone, daylight,
+                 std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : ""), tm};
+    }
+    return FromTm(cache.tm, now.tv_nsec);
 }
 SystemTime UtcTime() {
     return Now(gmtime_r);
