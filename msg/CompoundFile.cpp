@@ -17,7 +17,6 @@ namespace Tessarix::Msg::Compound {
 namespace {
 
 constexpr std::uint32_t kMaxRegular = 0xFFFFFFFA; // larger sector numbers are markers
-constexpr std::uint32_t kNoStream = 0xFFFFFFFF;
 constexpr std::size_t kEntrySize = 128;
 constexpr unsigned kMiniShift = 6;
 // Compound files nest storages a few levels deep; a .msg nests one level per embedded message.
@@ -205,9 +204,11 @@ void Container::Parse() {
         const char* raw = directory.data() + i * kEntrySize;
         Entry& entry = entries_[i];
         entry.type = static_cast<std::uint8_t>(raw[0x42]);
-        const std::uint16_t nameBytes = Le16(raw + 0x40);
-        if (nameBytes > 64)
+        std::uint16_t nameBytes = Le16(raw + 0x40);
+        if (nameBytes > 64) {
             entry.type = 0; // a broken entry: left out
+            nameBytes = 0;
+        }
         std::u16string name;
         for (std::size_t c = 0; c + 2 <= nameBytes; c += 2)
             name.push_back(static_cast<char16_t>(Le16(raw + c)));
