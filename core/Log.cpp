@@ -254,11 +254,16 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
         return;
     try {
         const Platform::SystemTime t = clock_();
+        // Most lines share their millisecond with the line before: its stamp is kept, per thread
+        // (loggers of their own, as in tests, share it), with what it was made from.
+        thread_local Platform::SystemTime stampTime;
+        thread_local bool stampUtf16 = false;
+        thread_local std::string stampBytes;
         const auto same = [](const Platform::SystemTime& a, const Platform::SystemTime& b) {
             return a.milliseconds == b.milliseconds && a.second == b.second && a.minute == b.minute &&
                    a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
         };
-        if (stampBytes_.empty() || !same(t, stampTime_)) {
+        if (stampBytes.empty() || stampUtf16 != utf16_ || !same(t, stampTime)) {
             // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
             char16_t stamp[96];
             std::size_t length = 0;
@@ -269,13 +274,14 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
             PutPadded(stamp, length, t.minute, 2, u':');
             PutPadded(stamp, length, t.second, 2, u':');
             PutPadded(stamp, length, t.milliseconds, 4, u' ');
-            stampBytes_.clear();
-            AppendEncoded(stampBytes_, std::u16string_view(stamp, length), utf16_);
-            stampTime_ = t;
+            stampBytes.clear();
+            AppendEncoded(stampBytes, std::u16string_view(stamp, length), utf16_);
+            stampTime = t;
+            stampUtf16 = utf16_;
         }
         std::string bytes;
-        bytes.reserve(stampBytes_.size() + 2 * (level.size() + message.size() + 8));
-        bytes = stampBytes_;
+        bytes.reserve(stampBytes.size() + 2 * (level.size() + message.size() + 8));
+        bytes = stampBytes;
         // The message is the format of its own write, so "100%%" is written as "100%".
         AppendAsFormat(bytes, level, utf16_);
         AppendAsFormat(bytes, message, utf16_);
@@ -401,7 +407,6 @@ void Logger::OpenFile(const std::u16string& name) {
     }
     file_ = std::move(file);
     utf16_ = utf16;
-    stampBytes_.clear(); // encoded for the other file
     currentName_ = name;
 }
 
@@ -409,7 +414,6 @@ void Logger::CloseFile() {
     file_.Close();
     currentName_.clear();
     utf16_ = false;
-    stampBytes_.clear();
 }
 
 // A file dated after today was not written by this log (or the clock went back): it sorts after

@@ -117,10 +117,7 @@ private:
     std::uint64_t maxFileSize_ = kMaxFileSize;
     std::uint64_t maxFileCount_ = kMaxFileCount;
     LogFileNamePattern pattern_;
-    bool utf16_ = false; // the reused file starts with a UTF-16LE byte-order mark
-    // The last line's time stamp and its bytes: many lines share a millisecond.
-    Platform::SystemTime stampTime_;
-    std::string stampBytes_;
+    bool utf16_ = false;       // the reused file starts with a UTF-16LE byte-order mark
     mutable std::mutex mutex_; // serialises write, flush, measure and rotate across threads
 };
 
