@@ -476,11 +476,15 @@ void Dir::CopyInto(Cfb::Storage& out, std::uint64_t& budget, int depth) const {
             Dir(container_, child).CopyInto(out.storages[entry.name], budget, depth + 1);
             continue;
         }
-        std::string bytes(static_cast<std::size_t>(entry.size), '\0');
-        std::vector<std::uint64_t> offsets;
-        if (entry.size > budget || !container_->Locate(entry, offsets) ||
-            !container_->ReadStreamAt(entry, offsets, 0, bytes.data(), bytes.size()))
+        const auto broken = [&] {
             container_->Fail(u"stream \"" + FromUtf8(entry.name) + u"\" is broken or larger than the file");
+        };
+        std::vector<std::uint64_t> offsets;
+        if (entry.size > budget || !container_->Locate(entry, offsets))
+            broken(); // before anything of that size is allocated
+        std::string bytes(static_cast<std::size_t>(entry.size), '\0');
+        if (!container_->ReadStreamAt(entry, offsets, 0, bytes.data(), bytes.size()))
+            broken();
         budget -= bytes.size();
         out.streams[entry.name] = std::move(bytes);
     }

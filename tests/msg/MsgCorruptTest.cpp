@@ -210,8 +210,11 @@ TEST(MsgCorrupt, DirectoryCycleThroughAnAttachedMessage) {
 
 // Damage to one field of a directory entry: each file either fails clearly or reads.
 TEST(MsgCorrupt, DamagedDirectoryEntries) {
+    // The data stream lies in an attached message, which the walk also copies out whole.
+    MessageData inner = Mail(u"inner");
+    inner.attachments.push_back(FileAttachment(u"a.bin", std::string(9000, 'a')));
     MessageData message = Mail(u"outer");
-    message.attachments.push_back(FileAttachment(u"a.bin", std::string(9000, 'a')));
+    message.attachments.push_back(Attached(inner, u"inner"));
     const std::string good = MsgWriter::ToBytes(message);
     const struct {
         const char16_t* entry;
@@ -222,6 +225,7 @@ TEST(MsgCorrupt, DamagedDirectoryEntries) {
         {u"__properties_version1.0", 0x40, "\x82\x00"},      // the same, just past it
         {u"__substg1.0_37010102", 0x74, "\xF0\xFF\xFF\x7F"}, // data past the end of the file
         {u"__substg1.0_37010102", 0x78, "\xFF\xFF\xFF\x0F"}, // larger than the file
+        {u"__substg1.0_00020102", 0x78, "\xF0\xFF\xFF\xFF"}, // copied with the attached message
         {u"__substg1.0_37010102", 0x78, "\x10\x00\x00\x00"}, // now in the mini stream
         {u"Root Entry", 0x4C, "\x00\xFF\x00\x00"},           // a child out of range
         {u"Root Entry", 0x74, "\xFE\xFF\xFF\xFF"},           // no mini stream
