@@ -255,15 +255,17 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
     try {
         const Platform::SystemTime t = clock_();
         // Most lines share their millisecond with the line before: its stamp is kept, per thread
-        // (loggers of their own, as in tests, share it), with what it was made from.
+        // (loggers of their own, as in tests, share it), with what it was made from. Plain data:
+        // a thread-local with a destructor would outlive an unloaded module on MinGW.
         thread_local Platform::SystemTime stampTime;
         thread_local bool stampUtf16 = false;
-        thread_local std::string stampBytes;
+        thread_local char stampBytes[2 * 96];
+        thread_local std::size_t stampSize = 0;
         const auto same = [](const Platform::SystemTime& a, const Platform::SystemTime& b) {
             return a.milliseconds == b.milliseconds && a.second == b.second && a.minute == b.minute &&
                    a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
         };
-        if (stampBytes.empty() || stampUtf16 != utf16_ || !same(t, stampTime)) {
+        if (stampSize == 0 || stampUtf16 != utf16_ || !same(t, stampTime)) {
             // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
             char16_t stamp[96];
             std::size_t length = 0;
@@ -274,14 +276,16 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
             PutPadded(stamp, length, t.minute, 2, u':');
             PutPadded(stamp, length, t.second, 2, u':');
             PutPadded(stamp, length, t.milliseconds, 4, u' ');
-            stampBytes.clear();
-            AppendEncoded(stampBytes, std::u16string_view(stamp, length), utf16_);
+            std::string encoded; // digits and separators: one byte a unit, two in UTF-16
+            AppendEncoded(encoded, std::u16string_view(stamp, length), utf16_);
+            stampSize = std::min(encoded.size(), sizeof stampBytes);
+            std::copy_n(encoded.data(), stampSize, stampBytes);
             stampTime = t;
             stampUtf16 = utf16_;
         }
         std::string bytes;
-        bytes.reserve(stampBytes.size() + 2 * (level.size() + message.size() + 8));
-        bytes = stampBytes;
+        bytes.reserve(stampSize + 2 * (level.size() + message.size() + 8));
+        bytes.assign(stampBytes, stampSize);
         // The message is the format of its own write, so "100%%" is written as "100%".
         AppendAsFormat(bytes, level, utf16_);
         AppendAsFormat(bytes, message, utf16_);
