@@ -716,8 +716,8 @@ std::vector<CorruptSample> CorruptItems() {
     shortHeader.streams.at("__properties_version1.0").resize(12);
     items.push_back({"bad-property-stream.msg", Msg::Cfb::ToBytes(shortHeader)});
 
-    // The root entry's sibling pointer leads back into the tree: libgsf drops the entries it meets
-    // twice (and leaks them), and what is left has no message.
+    // The root entry's sibling pointer leads back into the tree: the reader drops the entries it meets
+    // twice, and what is left has no message.
     std::string cycle = Msg::MsgWriter::ToBytes(PlainMail().message);
     const auto le32 = [&](std::size_t at) {
         return static_cast<std::uint32_t>(static_cast<unsigned char>(cycle[at])) |

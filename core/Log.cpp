@@ -100,6 +100,18 @@ void AppendEncoded(std::string& bytes, std::u16string_view text, bool utf16) {
 
 // What FormatV(text, {}) gives, encoded: text without a percent sign is itself.
 void AppendAsFormat(std::string& bytes, std::u16string_view text, bool utf16) {
+    if (!utf16) {
+        // ASCII without a percent sign or a line feed, nearly every message, in one pass.
+        const std::size_t at = bytes.size();
+        bytes.resize(at + text.size());
+        char* out = bytes.data() + at;
+        std::size_t i = 0;
+        for (; i < text.size() && text[i] < 0x80 && text[i] != u'%' && text[i] != u'\n'; ++i)
+            out[i] = static_cast<char>(text[i]);
+        if (i == text.size())
+            return;
+        bytes.resize(at);
+    }
     if (text.find(u'%') == std::u16string_view::npos)
         AppendEncoded(bytes, text, utf16);
     else
@@ -242,19 +254,38 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
         return;
     try {
         const Platform::SystemTime t = clock_();
-        // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
-        char16_t stamp[96];
-        std::size_t length = 0;
-        PutPadded(stamp, length, t.month, 2, u'/');
-        PutPadded(stamp, length, t.day, 2, u'/');
-        PutPadded(stamp, length, t.year, 4, u' ');
-        PutPadded(stamp, length, t.hour, 2, u':');
-        PutPadded(stamp, length, t.minute, 2, u':');
-        PutPadded(stamp, length, t.second, 2, u':');
-        PutPadded(stamp, length, t.milliseconds, 4, u' ');
+        // Most lines share their millisecond with the line before: its stamp is kept, per thread
+        // (loggers of their own, as in tests, share it), with what it was made from. Plain data:
+        // a thread-local with a destructor would outlive an unloaded module on MinGW.
+        thread_local Platform::SystemTime stampTime;
+        thread_local bool stampUtf16 = false;
+        thread_local char stampBytes[2 * 96];
+        thread_local std::size_t stampSize = 0;
+        const auto same = [](const Platform::SystemTime& a, const Platform::SystemTime& b) {
+            return a.milliseconds == b.milliseconds && a.second == b.second && a.minute == b.minute &&
+                   a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
+        };
+        if (stampSize == 0 || stampUtf16 != utf16_ || !same(t, stampTime)) {
+            // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
+            char16_t stamp[96];
+            std::size_t length = 0;
+            PutPadded(stamp, length, t.month, 2, u'/');
+            PutPadded(stamp, length, t.day, 2, u'/');
+            PutPadded(stamp, length, t.year, 4, u' ');
+            PutPadded(stamp, length, t.hour, 2, u':');
+            PutPadded(stamp, length, t.minute, 2, u':');
+            PutPadded(stamp, length, t.second, 2, u':');
+            PutPadded(stamp, length, t.milliseconds, 4, u' ');
+            std::string encoded; // digits and separators: one byte a unit, two in UTF-16
+            AppendEncoded(encoded, std::u16string_view(stamp, length), utf16_);
+            stampSize = std::min(encoded.size(), sizeof stampBytes);
+            std::copy_n(encoded.data(), stampSize, stampBytes);
+            stampTime = t;
+            stampUtf16 = utf16_;
+        }
         std::string bytes;
-        bytes.reserve(2 * (length + level.size() + message.size() + 8));
-        AppendEncoded(bytes, std::u16string_view(stamp, length), utf16_);
+        bytes.reserve(stampSize + 2 * (level.size() + message.size() + 8));
+        bytes.assign(stampBytes, stampSize);
         // The message is the format of its own write, so "100%%" is written as "100%".
         AppendAsFormat(bytes, level, utf16_);
         AppendAsFormat(bytes, message, utf16_);

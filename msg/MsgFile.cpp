@@ -19,7 +19,7 @@ namespace {
 
 std::optional<std::uint32_t> ParseHexSuffix(std::string_view name, std::string_view prefix) {
     if (name.size() != prefix.size() + 8 ||
-        Gsf::UpperAscii(name.substr(0, prefix.size())) != Gsf::UpperAscii(prefix))
+        Compound::UpperAscii(name.substr(0, prefix.size())) != Compound::UpperAscii(prefix))
         return std::nullopt;
     std::uint32_t value = 0;
     for (const char c : name.substr(prefix.size())) {
@@ -38,7 +38,8 @@ std::optional<std::uint32_t> ParseHexSuffix(std::string_view name, std::string_v
 }
 
 // The numbered child storages with `prefix`, by number.
-std::vector<std::pair<std::uint32_t, std::string>> Numbered(const Gsf::Dir& dir, std::string_view prefix) {
+std::vector<std::pair<std::uint32_t, std::string>> Numbered(const Compound::Dir& dir,
+                                                            std::string_view prefix) {
     std::vector<std::pair<std::uint32_t, std::string>> found;
     for (const auto& name : dir.Names())
         if (const auto number = ParseHexSuffix(name, prefix))
@@ -50,10 +51,10 @@ std::vector<std::pair<std::uint32_t, std::string>> Numbered(const Gsf::Dir& dir,
     return found;
 }
 
-std::shared_ptr<const NameMap> ReadNames(const Gsf::Dir& root) {
+std::shared_ptr<const NameMap> ReadNames(const Compound::Dir& root) {
     auto names = std::make_shared<NameMap>();
-    Gsf::Dir storage;
-    if (root.OpenStorage(detail::kNameIdStorage, storage) != Gsf::Dir::Status::Ok)
+    Compound::Dir storage;
+    if (root.OpenStorage(detail::kNameIdStorage, storage) != Compound::Dir::Status::Ok)
         return names; // without a map, named properties stay unnamed
     std::string guids, entries, strings;
     storage.ReadStream("__substg1.0_00020102", guids);
@@ -125,16 +126,17 @@ std::uint32_t ChooseCodePage(const std::map<PropTag, Entry>& entries, std::optio
 
 struct MessageReader {
     static std::shared_ptr<PropStorage> ReadStorage(const std::shared_ptr<const FileContext>& file,
-                                                    Gsf::Dir dir, MsgProps::Kind kind, std::u16string where) {
-        const Gsf::Container& container = *file->container;
+                                                    Compound::Dir dir, MsgProps::Kind kind,
+                                                    std::u16string where) {
+        const Compound::Container& container = *file->container;
         std::string bytes;
         switch (dir.ReadStream(detail::kPropertyStream, bytes)) {
-        case Gsf::Dir::Status::Ok:
+        case Compound::Dir::Status::Ok:
             break;
-        case Gsf::Dir::Status::Missing:
-        case Gsf::Dir::Status::WrongKind:
+        case Compound::Dir::Status::Missing:
+        case Compound::Dir::Status::WrongKind:
             container.Fail(where + u": no property stream");
-        case Gsf::Dir::Status::Corrupt:
+        case Compound::Dir::Status::Corrupt:
             container.Fail(where + u": the property stream is broken");
         }
         const std::size_t header = detail::HeaderSize(kind);
@@ -158,12 +160,12 @@ struct MessageReader {
     // it is kept without properties (so it holds its place in the list), answers no data, and a
     // Warning names it.
     static std::shared_ptr<PropStorage> ReadAttachment(const std::shared_ptr<const FileContext>& file,
-                                                       const Gsf::Dir& parent, const std::string& name,
+                                                       const Compound::Dir& parent, const std::string& name,
                                                        const std::u16string& where, std::uint32_t number) {
         std::shared_ptr<PropStorage> props;
         std::u16string damage;
-        Gsf::Dir sub;
-        if (parent.OpenStorage(name, sub) != Gsf::Dir::Status::Ok) {
+        Compound::Dir sub;
+        if (parent.OpenStorage(name, sub) != Compound::Dir::Status::Ok) {
             damage = u"its storage cannot be read";
         } else {
             try {
@@ -205,25 +207,25 @@ struct MessageReader {
             return where + u": the attached message is missing";
         if (stored(Mapi::kPR_ATTACH_DATA_BIN)) {
             method = Mapi::kATTACH_BY_VALUE;
-            Gsf::Stream data;
+            Compound::Stream data;
             const auto status =
                 props.dir.OpenStream(detail::ValueStreamName(Mapi::kPR_ATTACH_DATA_BIN), data);
-            if (status == Gsf::Dir::Status::Corrupt)
+            if (status == Compound::Dir::Status::Corrupt)
                 return where + u": its data stream is broken";
             size = data.Size();
         } else if (stored(detail::kPR_ATTACH_DATA_OBJ)) {
-            Gsf::Dir object;
+            Compound::Dir object;
             if (props.dir.OpenStorage(detail::ValueStreamName(detail::kPR_ATTACH_DATA_OBJ), object) !=
-                Gsf::Dir::Status::Ok)
+                Compound::Dir::Status::Ok)
                 return where + u": its object storage cannot be read";
             // A message storage has a property stream; any other object is an OLE object.
             const bool message = object.Has(detail::kPropertyStream);
             method = message ? Mapi::kATTACH_EMBEDDED_MSG : Mapi::kATTACH_OLE;
-            if (object.TotalSize(size) != Gsf::Dir::Status::Ok)
+            if (object.TotalSize(size) != Compound::Dir::Status::Ok)
                 return where + u": its object storage is broken";
             if (storedMethod.value_or(method) == Mapi::kATTACH_EMBEDDED_MSG) {
                 std::string header;
-                if (object.ReadStream(detail::kPropertyStream, header) != Gsf::Dir::Status::Ok ||
+                if (object.ReadStream(detail::kPropertyStream, header) != Compound::Dir::Status::Ok ||
                     header.size() < detail::HeaderSize(MsgProps::Kind::EmbeddedMessage))
                     return where + u": the attached message cannot be read";
             }
@@ -234,15 +236,16 @@ struct MessageReader {
         return {};
     }
 
-    static MessagePtr ReadMessage(const std::shared_ptr<const FileContext>& file, Gsf::Dir dir, int depth,
-                                  std::optional<std::uint32_t> parentCodePage, const std::u16string& where) {
+    static MessagePtr ReadMessage(const std::shared_ptr<const FileContext>& file, Compound::Dir dir,
+                                  int depth, std::optional<std::uint32_t> parentCodePage,
+                                  const std::u16string& where) {
         const auto kind = depth == 0 ? MsgProps::Kind::Message : MsgProps::Kind::EmbeddedMessage;
         auto storage = ReadStorage(file, dir, kind, where);
         storage->codePage = ChooseCodePage(storage->entries, parentCodePage);
         // A store knows the Internet code page of every body it holds; a file may not say it.
         std::optional<std::uint32_t> declared;
-        if (Gsf::Stream html;
-            storage->dir.OpenStream(detail::ValueStreamName(Mapi::kPR_HTML), html) == Gsf::Dir::Status::Ok) {
+        if (Compound::Stream html; storage->dir.OpenStream(detail::ValueStreamName(Mapi::kPR_HTML), html) ==
+                                   Compound::Dir::Status::Ok) {
             std::string head(1024, '\0');
             std::size_t read = 0;
             if (html.Read(head.data(), head.size(), read))
@@ -261,8 +264,8 @@ struct MessageReader {
         }
         for (const auto& [number, name] : Numbered(dir, detail::kRecipPrefix)) {
             const std::u16string here = prefix + Format(u"recipient %u", number);
-            Gsf::Dir sub;
-            if (dir.OpenStorage(name, sub) != Gsf::Dir::Status::Ok)
+            Compound::Dir sub;
+            if (dir.OpenStorage(name, sub) != Compound::Dir::Status::Ok)
                 file->container->Fail(here + u": its storage cannot be read");
             auto props = ReadStorage(file, std::move(sub), MsgProps::Kind::Recipient, here);
             props->codePage = codePage;
@@ -271,10 +274,10 @@ struct MessageReader {
         return message;
     }
 
-    static MessagePtr ReadFile(std::shared_ptr<const Gsf::Container> container) {
+    static MessagePtr ReadFile(std::shared_ptr<const Compound::Container> container) {
         auto file = std::make_shared<FileContext>();
         file->container = container;
-        file->root = Gsf::Dir(container, container->Root());
+        file->root = Compound::Dir(container);
         file->names = ReadNames(file->root);
         return ReadMessage(file, file->root, 0, std::nullopt, u"message");
     }
@@ -285,11 +288,11 @@ MsgMessage::MsgMessage(std::shared_ptr<const FileContext> file, std::shared_ptr<
 
 MessagePtr MsgMessage::Open(const std::filesystem::path& path) {
     const std::u16string name = FromUtf8(path.string());
-    return MessageReader::ReadFile(Gsf::Container::OpenFile(path, name));
+    return MessageReader::ReadFile(Compound::Container::OpenFile(path, name));
 }
 
 MessagePtr MsgMessage::OpenBytes(std::string bytes, const std::u16string& displayName) {
-    return MessageReader::ReadFile(Gsf::Container::OpenBytes(std::move(bytes), displayName));
+    return MessageReader::ReadFile(Compound::Container::OpenBytes(std::move(bytes), displayName));
 }
 
 const NameMap& MsgMessage::Names() const {
@@ -305,13 +308,13 @@ Cfb::Storage MsgMessage::ToStorage() const {
     if (depth_ == 0)
         return tree;
     for (auto& [name, bytes] : tree.streams) {
-        if (Gsf::UpperAscii(name) != Gsf::UpperAscii(detail::kPropertyStream))
+        if (Compound::UpperAscii(name) != Compound::UpperAscii(detail::kPropertyStream))
             continue;
         // An attached message's header lacks the top level's last 8 reserved bytes.
         bytes.insert(detail::HeaderSize(MsgProps::Kind::EmbeddedMessage), 8, '\0');
     }
-    Gsf::Dir names;
-    if (file_->root.OpenStorage(detail::kNameIdStorage, names) == Gsf::Dir::Status::Ok) {
+    Compound::Dir names;
+    if (file_->root.OpenStorage(detail::kNameIdStorage, names) == Compound::Dir::Status::Ok) {
         tree.storages[detail::kNameIdStorage] = names.Copy();
     } else {
         auto& empty = tree.storages[detail::kNameIdStorage];
@@ -341,15 +344,15 @@ MessagePtr MsgAttachment::EmbeddedMessage() const {
     if (Method() != Mapi::kATTACH_EMBEDDED_MSG)
         return nullptr;
     const auto& storage = props_->Where();
-    const Gsf::Container& container = *file_->container;
+    const Compound::Container& container = *file_->container;
     if (!props_->Has(detail::kPR_ATTACH_DATA_OBJ))
         container.Fail(storage + u": the attached message is missing");
     if (depth_ + 1 > kMaxEmbeddingDepth)
         container.Fail(storage + u": attached messages nest too deeply");
     // The attachment's own storage holds the message's storage.
-    Gsf::Dir dir;
+    Compound::Dir dir;
     if (props_->Storage().dir.OpenStorage(detail::ValueStreamName(detail::kPR_ATTACH_DATA_OBJ), dir) !=
-        Gsf::Dir::Status::Ok)
+        Compound::Dir::Status::Ok)
         container.Fail(storage + u": the attached message cannot be read");
     embedded_ = MessageReader::ReadMessage(file_, std::move(dir), depth_ + 1, props_->CodePage(),
                                            storage + u", embedded message");

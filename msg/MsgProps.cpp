@@ -85,7 +85,7 @@ private:
 // A stream read in place: asking its size reads nothing, and its bytes are read once.
 class FileStream final : public Mapi::IPropStream {
 public:
-    FileStream(Gsf::Stream stream, std::u16string where)
+    FileStream(Compound::Stream stream, std::u16string where)
         : stream_(std::move(stream)), where_(std::move(where)) {}
     HResult Size(std::uint64_t& size) override {
         size = stream_.Size();
@@ -102,20 +102,21 @@ public:
     }
 
 private:
-    Gsf::Stream stream_;
+    Compound::Stream stream_;
     std::u16string where_;
 };
 
 class StorageAdapter final : public Mapi::IPropStorage {
 public:
-    StorageAdapter(Gsf::Dir dir, std::u16string where) : dir_(std::move(dir)), where_(std::move(where)) {}
+    StorageAdapter(Compound::Dir dir, std::u16string where)
+        : dir_(std::move(dir)), where_(std::move(where)) {}
     HResult OpenStream(std::u16string_view name, std::shared_ptr<Mapi::IPropStream>& stream) override {
-        Gsf::Stream opened;
+        Compound::Stream opened;
         switch (dir_.OpenStream(ToUtf8(name), opened)) {
-        case Gsf::Dir::Status::Ok:
+        case Compound::Dir::Status::Ok:
             stream = std::make_shared<FileStream>(std::move(opened), where_);
             return kS_OK;
-        case Gsf::Dir::Status::Corrupt:
+        case Compound::Dir::Status::Corrupt:
             return kSTG_E_DOCFILECORRUPT;
         default:
             return kSTG_E_FILENOTFOUND; // absent, or a storage
@@ -123,13 +124,13 @@ public:
     }
 
 private:
-    Gsf::Dir dir_;
+    Compound::Dir dir_;
     std::u16string where_;
 };
 
-HResult StatusToResult(Gsf::Dir::Status status) {
+HResult StatusToResult(Compound::Dir::Status status) {
     // A property whose entry is there but whose value is not is a broken item, not an absent one.
-    return status == Gsf::Dir::Status::Ok ? kS_OK : kMAPI_E_CORRUPT_DATA;
+    return status == Compound::Dir::Status::Ok ? kS_OK : kMAPI_E_CORRUPT_DATA;
 }
 
 void TrimTerminators(std::string& bytes, std::size_t unit) {
@@ -197,7 +198,7 @@ HResult MsgProps::GetValue(PropTag tag, Value& value) const {
         return kS_OK;
     }
     const std::uint16_t type = PropType(tag);
-    const Gsf::Dir& dir = storage_->dir;
+    const Compound::Dir& dir = storage_->dir;
     switch (LayoutOf(type)) {
     case Layout::Fixed:
     case Layout::Unknown:
@@ -309,7 +310,7 @@ HResult MsgProps::OpenStream(PropTag tag, std::shared_ptr<Mapi::IPropStream>& st
         stream = std::make_shared<MemoryStream>(CodePage::FromWide(FromUtf16Le(bytes), CodePage()));
         return kS_OK;
     }
-    Gsf::Stream opened;
+    Compound::Stream opened;
     if (const HResult hr = StatusToResult(storage_->dir.OpenStream(detail::ValueStreamName(stored), opened));
         Failed(hr)) {
         Log().Warning(detail::LogLiteral(FileName() + u" (" + Where() + u"): a property stream is broken"));
@@ -324,16 +325,16 @@ HResult MsgProps::OpenStorage(PropTag tag, std::shared_ptr<Mapi::IPropStorage>& 
         return kMAPI_E_NOT_FOUND;
     if (PropType(tag) != kPT_OBJECT)
         return kE_NOINTERFACE;
-    Gsf::Dir dir;
+    Compound::Dir dir;
     switch (storage_->dir.OpenStorage(detail::ValueStreamName(tag), dir)) {
-    case Gsf::Dir::Status::Ok:
+    case Compound::Dir::Status::Ok:
         storage = std::make_shared<StorageAdapter>(std::move(dir), FileName() + u" (" + Where() + u")");
         return kS_OK;
-    case Gsf::Dir::Status::Missing:
+    case Compound::Dir::Status::Missing:
         return kMAPI_E_NOT_FOUND;
-    case Gsf::Dir::Status::WrongKind:
+    case Compound::Dir::Status::WrongKind:
         return kE_NOINTERFACE;
-    case Gsf::Dir::Status::Corrupt:
+    case Compound::Dir::Status::Corrupt:
         break;
     }
     return kMAPI_E_CORRUPT_DATA;

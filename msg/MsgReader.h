@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "msg/GsfAccess.h"
+#include "msg/CompoundFile.h"
 #include "msg/MsgProps.h"
 
 namespace Tessarix::Msg::detail {
@@ -35,8 +35,8 @@ inline std::u16string LogLiteral(std::u16string_view text) {
 }
 
 struct FileContext {
-    std::shared_ptr<const Gsf::Container> container;
-    Gsf::Dir root;
+    std::shared_ptr<const Compound::Container> container;
+    Compound::Dir root;
     std::shared_ptr<const NameMap> names;
 };
 
@@ -47,7 +47,7 @@ struct Entry {
 
 struct PropStorage {
     std::shared_ptr<const FileContext> file;
-    Gsf::Dir dir;
+    Compound::Dir dir;
     MsgProps::Kind kind = MsgProps::Kind::Message;
     std::u16string where; // "message", "attachment 1", "attachment 1, embedded message", ...
     std::map<PropTag, Entry> entries;

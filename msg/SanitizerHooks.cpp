@@ -1,11 +1,10 @@
 // Compiled into every sanitized program that reads saved items (tx_msg's interface sources).
 //
 // libgsf 1.14 leaks the directory entries it drops while gsf_infile_msole_new reads a malformed
-// compound-file directory (an entry reached twice, a child pointer out of range): they are
-// allocated, then neither linked into the tree nor freed. The file still opens and our reader
-// refuses it; nothing of ours holds those entries. Only allocations made under that function are
-// suppressed, so a leak of our own anywhere else still fails the run. libgsf and glib are built
-// without frame pointers, so the frame is seen only with the slow unwinder at allocation.
+// compound-file directory. Items are no longer read through libgsf (msg/CompoundFile.cpp), only
+// written; the suppression stays until sanitized runs without it have shown it unneeded. Only
+// allocations made under that function are suppressed, so a leak of our own still fails the run.
+// libgsf and glib are built without frame pointers, hence the slow unwinder at allocation.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __lsan_default_suppressions();
 

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "core/Utf.h"
 
@@ -84,7 +85,29 @@ std::string Getenv(const char* name) {
 } // namespace
 
 SystemTime LocalTime() {
-    return Now(localtime_r);
+    // The log asks for every line; the broken-down time changes only with the second (or with
+    // the zone, which tzset() changes along with these globals).
+    struct Cache {
+        time_t second = -1;
+        long zone = 0;
+        int daylight = 0;
+        std::string names;
+        std::tm tm{};
+    };
+    thread_local Cache cache;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::string names = std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : "");
+    if (now.tv_sec != cache.second || timezone != cache.zone || daylight != cache.daylight ||
+        names != cache.names) {
+        std::tm tm{};
+        if (!localtime_r(&now.tv_sec, &tm))
+            return {};
+        // localtime_r sets the zone up on its first use: the globals are read after it.
+        cache = {now.tv_sec, timezone, daylight,
+                 std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : ""), tm};
+    }
+    return FromTm(cache.tm, now.tv_nsec);
 }
 SystemTime UtcTime() {
     return Now(gmtime_r);
@@ -199,7 +222,9 @@ bool WriteFile(const std::u16string& path, std::string_view bytes) {
     const int fd = OpenPlainFile(path, O_WRONLY);
     if (fd < 0)
         return false;
-    bool written = ftruncate(fd, 0) == 0;
+    // Written over the old bytes, then cut to length: truncating first would release the old
+    // file's blocks and pages only to take as many again (tens of ms for a document of 35 MB).
+    bool written = true;
     for (std::size_t done = 0; written && done < bytes.size();) {
         const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
         if (n < 0 && errno == EINTR)
@@ -208,6 +233,7 @@ bool WriteFile(const std::u16string& path, std::string_view bytes) {
         if (written)
             done += static_cast<std::size_t>(n);
     }
+    written = written && ftruncate(fd, static_cast<off_t>(bytes.size())) == 0;
     return close(fd) == 0 && written;
 }
 

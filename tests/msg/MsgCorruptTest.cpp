@@ -208,6 +208,37 @@ TEST(MsgCorrupt, DirectoryCycleThroughAnAttachedMessage) {
     OpenAndWalk(bytes);
 }
 
+// Damage to one field of a directory entry: each file either fails clearly or reads.
+TEST(MsgCorrupt, DamagedDirectoryEntries) {
+    // The data stream lies in an attached message, which the walk also copies out whole.
+    MessageData inner = Mail(u"inner");
+    inner.attachments.push_back(FileAttachment(u"a.bin", std::string(9000, 'a')));
+    MessageData message = Mail(u"outer");
+    message.attachments.push_back(Attached(inner, u"inner"));
+    const std::string good = MsgWriter::ToBytes(message);
+    const struct {
+        const char16_t* entry;
+        std::size_t field;
+        std::string value;
+    } damage[] = {
+        {u"Root Entry", 0x40, "\xFF\xFF"},                   // a name longer than its field
+        {u"__properties_version1.0", 0x40, "\x82\x00"},      // the same, just past it
+        {u"__substg1.0_37010102", 0x74, "\xF0\xFF\xFF\x7F"}, // data past the end of the file
+        {u"__substg1.0_37010102", 0x78, "\xFF\xFF\xFF\x0F"}, // larger than the file
+        {u"__substg1.0_00020102", 0x78, "\xF0\xFF\xFF\xFF"}, // copied with the attached message
+        {u"__substg1.0_37010102", 0x78, "\x10\x00\x00\x00"}, // now in the mini stream
+        {u"Root Entry", 0x4C, "\x00\xFF\x00\x00"},           // a child out of range
+        {u"Root Entry", 0x74, "\xFE\xFF\xFF\xFF"},           // no mini stream
+    };
+    for (const auto& d : damage) {
+        std::string bytes = good;
+        const std::size_t at = DirectoryEntry(bytes, d.entry);
+        ASSERT_NE(at, std::string::npos);
+        bytes.replace(at + d.field, d.value.size(), d.value);
+        OpenAndWalk(bytes);
+    }
+}
+
 TEST(MsgCorrupt, ReadsFromAFileLikeFromBytes) {
     const auto path = std::filesystem::temp_directory_path() / "msg_tests_file.msg";
     MsgWriter::WriteFile(RichMail(), path);

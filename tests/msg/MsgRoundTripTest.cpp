@@ -290,6 +290,18 @@ TEST(MsgRoundTrip, AttachedMessageSavedAsAFileOpensOnItsOwn) {
     std::filesystem::remove_all(dir);
 }
 
+// Past 7 MiB the allocation table no longer fits the header's list of its sectors.
+TEST(MsgRoundTrip, AttachmentOfManyMegabytesReadsBackWhole) {
+    std::string data(9 * 1024 * 1024 + 7, '\0');
+    std::uint32_t x = 1;
+    for (char& c : data)
+        c = static_cast<char>((x = x * 1103515245 + 12345) >> 24);
+    MessageData message = Mail(u"large");
+    message.attachments.push_back(FileAttachment(u"big.bin", data));
+    const MessagePtr read = Reopen(message);
+    EXPECT_TRUE(read->Attachments().at(0)->Props()->Binary(Mapi::kPR_ATTACH_DATA_BIN) == data);
+}
+
 TEST(MsgRoundTrip, SavingIntoAnUnwritablePlaceIsAClearError) {
     const MessagePtr top = Reopen(Mail(u"x"));
     try {
