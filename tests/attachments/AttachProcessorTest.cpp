@@ -81,6 +81,9 @@ TEST_F(Policy, TheSizeLimitAllowsExactly25MiB) {
     }
     ASSERT_EQ(Resources().size(), 1u) << "the attachment at the limit was added, none after the failure";
     EXPECT_EQ(Resources()[0].GetSourceUrl(), u"file:///C:/Outlook/Attachments/a.bin");
+    // Sized now, read only when the export writes it.
+    EXPECT_EQ(Resources()[0].Size(), 26214400u);
+    EXPECT_EQ(atLimit->loads, 0);
     EXPECT_EQ(after->loads, 0);
     EXPECT_EQ(log.Messages(), (std::vector<std::string>{
                                   "Info:    0/3: a.bin (application/octet-stream)",
