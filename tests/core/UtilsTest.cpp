@@ -201,52 +201,37 @@ std::u16string FileName(const std::u16string& path) {
 
 } // namespace
 
-TEST(LoadData, ReadsTheSavedBytesAndDeletesTheTemporaryFile) {
-    const std::string bytes("MSG\0\xD0\xCF\x11\xE0 body\r\n", 15);
-    FakeStorage storage(FakeStorage::Action::Write, bytes);
-    StringUTF8 out;
-    Utils::LoadData(storage, out);
-    EXPECT_EQ(out.View(), bytes);
-    EXPECT_TRUE(FileName(storage.Path()).starts_with(u"TSX")) << ToUtf8(storage.Path());
-    EXPECT_FALSE(Platform::ReadFile(storage.Path()).has_value());
-}
-
-TEST(LoadData, AStorageThatWritesNothingGivesEmptyBytes) {
-    FakeStorage storage(FakeStorage::Action::WriteNothing);
-    StringUTF8 out = StringUTF8::Copy("previous");
-    Utils::LoadData(storage, out);
-    EXPECT_TRUE(out.Empty());
-    ASSERT_FALSE(storage.Path().empty());
-    EXPECT_FALSE(Platform::ReadFile(storage.Path()).has_value());
-}
-
-TEST(LoadData, AFileThatCannotBeOpenedIsLoggedAndLeavesTheOutputAlone) {
+// Whatever the storage does, the temporary file is gone afterwards; a file it removed is logged
+// and leaves the output as it was; a failing save propagates.
+TEST(LoadData, ReadsTheSavedBytesThroughATemporaryFileItDeletes) {
     Testing::OpenItemLog();
     const std::u16string logPath = Testing::CurrentLogFile();
-    const std::size_t before = Testing::ReadLogFile(logPath).size();
-
-    FakeStorage storage(FakeStorage::Action::Remove);
-    const StringUTF8 previous = StringUTF8::Copy("previous");
-    StringUTF8 out = previous;
-    Utils::LoadData(storage, out);
-    EXPECT_TRUE(out.SharesBufferWith(previous));
-    EXPECT_EQ(out.View(), "previous");
-
-    const std::string added = Testing::ReadLogFile(logPath).substr(before);
-    EXPECT_NE(added.find(" Info: Utils::LoadData: Fail to open file: " + ToUtf8(storage.Path()) + "\r\r\n"),
-              std::string::npos)
-        << added;
-}
-
-TEST(LoadData, ASaveFailurePropagatesAndRemovesTheTemporaryFile) {
-    FakeStorage storage(FakeStorage::Action::Fail);
-    StringUTF8 out = StringUTF8::Copy("previous");
-    try {
-        Utils::LoadData(storage, out);
-        ADD_FAILURE() << "no exception";
-    } catch (HResult hr) {
-        EXPECT_EQ(hr, kE_OUTOFMEMORY);
+    const std::string bytes("MSG\0\xD0\xCF\x11\xE0 body\r\n", 15);
+    const struct {
+        FakeStorage::Action action;
+        std::string out;
+        bool logged;
+    } cases[] = {{FakeStorage::Action::Write, bytes, false},
+                 {FakeStorage::Action::WriteNothing, "", false},
+                 {FakeStorage::Action::Remove, "previous", true},
+                 {FakeStorage::Action::Fail, "previous", false}};
+    for (const auto& c : cases) {
+        const std::size_t before = Testing::ReadLogFile(logPath).size();
+        FakeStorage storage(c.action, bytes);
+        StringUTF8 out = StringUTF8::Copy("previous");
+        try {
+            Utils::LoadData(storage, out);
+            EXPECT_NE(c.action, FakeStorage::Action::Fail) << "no exception";
+        } catch (HResult hr) {
+            EXPECT_EQ(hr, kE_OUTOFMEMORY);
+        }
+        EXPECT_EQ(out.View(), c.out);
+        EXPECT_TRUE(FileName(storage.Path()).starts_with(u"TSX")) << ToUtf8(storage.Path());
+        EXPECT_FALSE(Platform::ReadFile(storage.Path()).has_value());
+        const std::string added = Testing::ReadLogFile(logPath).substr(before);
+        EXPECT_EQ(added.find(" Info: Utils::LoadData: Fail to open file: " + ToUtf8(storage.Path()) +
+                             "\r\r\n") != std::string::npos,
+                  c.logged)
+            << added;
     }
-    EXPECT_EQ(out.View(), "previous");
-    EXPECT_FALSE(Platform::ReadFile(storage.Path()).has_value());
 }

@@ -43,20 +43,6 @@ struct AppointmentTest : Testing::WrapperTest {
     Notes::NotePtr Build() { return AppointmentWrapper(appointment.object, pipeline).BuildNote(); }
 };
 
-TEST_F(AppointmentTest, EmptyFieldsAreLeftOutAndTheRestKeepsItsOrder) {
-    appointment.SetNativeBody("<p>agenda</p>", Mapi::kNativeBodyHtml);
-    appointment.SetAttachments({FileAttachment({.fileName = u"slides.pptx", .content = "PPT"})});
-    const auto note = Build();
-    EXPECT_EQ(
-        View(*note),
-        (NoteView{"Review",
-                  Line("Subject", "Review") + Line("Start Date", DateTime(kStart)) +
-                      Line("End Date", DateTime(kEnd)) + Line("Busy Status", "Busy") +
-                      Line("All Day Event", "No") + Line("Importance", "Normal") + "[DOM]<p>agenda</p>[/DOM]",
-                  {},
-                  {{"application/octet-stream", "file:///C:/Outlook/Attachments/slides.pptx", "", "PPT"}}}));
-}
-
 TEST_F(AppointmentTest, EveryFieldAndTheHostsPlaceholders) {
     appointment.Set(u"Location", u"Room 1")
         .Set(u"End", kNoDate)
@@ -142,15 +128,6 @@ TEST_F(MeetingTest, TheHostVersionChoosesTagsAndDateStyle) {
         EXPECT_EQ(ToUtf8(Build(version)->GetContent()), Line("Subject", "Updated: Planning") + head + tail)
             << ToUtf8(version);
     }
-}
-
-TEST_F(MeetingTest, TheRequestNoteHasItsSubjectAsTitleAndNoAttributes) {
-    meeting.SetAttachments({FileAttachment({.fileName = u"agenda.doc", .content = "DOC"})});
-    const auto note = Build(u"11.0.0.8312");
-    const NoteView view = View(*note);
-    EXPECT_EQ(view.title, "Planning");
-    EXPECT_TRUE(view.attributes.empty());
-    EXPECT_EQ(view.resources.size(), 1u);
 }
 
 TEST_F(MeetingTest, AnAllDayRequestShowsLowerCaseYesInsteadOfDates) {

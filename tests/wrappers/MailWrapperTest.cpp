@@ -35,19 +35,6 @@ struct MailWrapperTest : Testing::WrapperTest {
     Notes::NotePtr Build() { return MailWrapper(mail.object, pipeline).BuildNote(); }
 };
 
-TEST_F(MailWrapperTest, SentHtmlMailHasItsHeaderAboveTheLoadedNativeBody) {
-    mail.SetNativeBody("<p>caf\xE9</p>", Mapi::kNativeBodyHtml, 1252);
-    const auto note = Build();
-    const std::string header = Line("Subject", "Quarterly <figures>") + Line("From", "Ann Smith") +
-                               Line("To", "Bob; Carol") +
-                               Line("Date Sent", ToUtf8(FormatDateTime(kSentOn, kDateAndTime)));
-    EXPECT_EQ(View(*note), (NoteView{"Quarterly <figures>",
-                                     header + "[DOM]<p>caf\xC3\xA9</p>[/DOM]",
-                                     {{"author", "Ann Smith"}, {"source", "app.ms.outlook"}},
-                                     {}}));
-    EXPECT_EQ(pipeline->codePages, (std::vector<std::optional<std::uint32_t>>{1252}));
-}
-
 TEST_F(MailWrapperTest, UnsentPlainTextMailIsEscapedWithoutLoading) {
     mail.Set(u"Sent", false).Set(u"SenderName", u"").Set(u"CC", u"Dan").Set(u"BCC", u"Eve");
     mail.SetNativeBody("1 < 2\nsee  you", Mapi::kNativeBodyPlainText);

@@ -62,14 +62,6 @@ TEST(WrapperFactory, UnknownClassesAreUnsupportedAndEachAddsOneZeroEntry) {
     }
 }
 
-TEST(WrapperFactory, TypesEightAndAboveAreUnsupported) {
-    WrapperFactory factory;
-    auto& table = Global::GetTypesMap();
-    table[u"IPM.Test.Eight"] = 8;
-    EXPECT_EQ(factory.CreateWrapper(ItemOfClass(u"IPM.Test.Eight", {Outlook::kIID_MailItem})), nullptr);
-    table.erase(u"IPM.Test.Eight");
-}
-
 TEST(WrapperFactory, AnUnreadableClassOrNoItemIsUnsupported) {
     WrapperFactory factory;
     auto failing = ItemOfClass(u"IPM.Note", {Outlook::kIID_MailItem});
@@ -83,22 +75,6 @@ TEST(WrapperFactory, AnUnreadableClassOrNoItemIsUnsupported) {
 
     EXPECT_EQ(Global::GetMessageClass(nullptr), u"");
     EXPECT_EQ(factory.CreateWrapper(nullptr), nullptr);
-}
-
-TEST(WrapperFactory, OnlyTheFirstFactoryFillsTheTable) {
-    auto& table = Global::GetTypesMap();
-    { WrapperFactory first; }
-    const auto filled = table;
-    ASSERT_EQ(filled.at(u"IPM.Note"), 1);
-
-    // A refill would bring the row back.
-    table[u"IPM.Note"] = 0;
-    {
-        WrapperFactory second;
-        EXPECT_EQ(second.CreateWrapper(ItemOfClass(u"IPM.Note", {Outlook::kIID_MailItem})), nullptr);
-    }
-    table[u"IPM.Note"] = 1;
-    EXPECT_EQ(table, filled);
 }
 
 // The wrapper of an item that lacks its class's interface holds no item: building refuses clearly

@@ -1,12 +1,10 @@
-// A clip end to end natively: the real hand-off over the socket to a listener that speaks the
-// documented protocol, and the real report on standard error.
+// A clip end to end natively with the platform's own report on standard error; delivery and the
+// client's absence through txclip are TxClipTest's.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "../ClipActionTestSupport.h"
-#include "core/EnglishTexts.h"
 #include "core/Exceptions.h"
-#include "notes/ExportDocument.h"
 #include "tests/notes/posix/ClientListener.h"
 
 namespace Tessarix::Testing {
@@ -32,33 +30,6 @@ protected:
 private:
     RuntimeFolder runtime_;
 };
-
-TEST_F(ClipOverSocket, DeliversTheDocumentWithTheCommandLineShift) {
-    Listener client(SocketPath(), {Turn{}});
-    Ui::SetShiftFromCommandLine(true);
-    const Notes::NoteList notes = SampleNotes();
-
-    EXPECT_EQ(Clip([&] { return notes; }), "");
-
-    const auto& received = client.Stop();
-    ASSERT_EQ(received.size(), 1u);
-    EXPECT_EQ(received[0].ping, "TXCLIPPER_PING");
-    EXPECT_EQ(received[0].message, 74u);
-    EXPECT_EQ(received[0].flag, 1u);
-    EXPECT_EQ(received[0].bytes, Notes::BuildExportDocument(notes));
-    EXPECT_EQ(received[0].bytes, ReadDump());
-}
-
-// The log lines of these failures are ClipFailure's; here the real socket and standard error.
-TEST_F(ClipOverSocket, ClientMissingIsReportedOnStandardError) {
-    EXPECT_EQ(Clip([] { return SampleNotes(); }), "Error message: " TX_TEXT_EN_107 "\n");
-}
-
-TEST_F(ClipOverSocket, ClientRefusingIsReportedOnStandardError) {
-    Listener client(SocketPath(), {Turn{.documentAnswer = 0}, Turn{}});
-    EXPECT_EQ(Clip([] { return SampleNotes(); }), "Error message: " TX_TEXT_EN_108 "\n");
-    EXPECT_EQ(client.Stop().size(), 1u) << "a refusal is not retried";
-}
 
 TEST_F(ClipOverSocket, MultiLineTextsGiveOneCaptionedLineEach) {
     Listener client(SocketPath(), {Turn{}});

@@ -112,6 +112,7 @@ TEST(LitehtmlDocument, FontSizesAreClampedAndBackgroundPositionsSplit) {
         Load("<body><font size=+2><i>b</i></font><font size=-5>c</font><font size=12>d</font>"
              "<div style='background: #EEE url(Pic.PNG) no-repeat right top'>x</div>"
              "<p style='background-position: top'>y</p><p style='background-position: 10px 20%'>z</p>"
+             "<p style='background-position: Top RIGHT'>w</p><p style='background-position: LEFT'>v</p>"
              "</body>");
     const auto fonts = Elements(*doc, u"FONT");
     ASSERT_EQ(fonts.size(), 3u);
@@ -124,6 +125,8 @@ TEST(LitehtmlDocument, FontSizesAreClampedAndBackgroundPositionsSplit) {
     const std::pair<Node, const char*> positions[] = {{First(*doc, u"DIV"), "right top"},
                                                       {ps[0], "center top"},
                                                       {ps[1], "10px 20%"},
+                                                      {ps[2], "right top"},
+                                                      {ps[3], "left center"},
                                                       {First(*doc, u"BODY"), "0% 0%"}};
     for (const auto& [node, xy] : positions)
         EXPECT_EQ(Css(*doc, node, CssProperty::BackgroundPositionX) + " " +
