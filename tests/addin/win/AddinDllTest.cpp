@@ -79,9 +79,9 @@ std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM vi
 
 // Every subscription the add-in made on Outlook at connection.
 std::size_t Subscriptions(const FakeApplication& outlook) {
-    return outlook.application.Sinks(Testing::kIID_ApplicationEvents_11) +
-           outlook.explorers.Sinks(Testing::kIID_ExplorersEvents) +
-           outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents);
+    return outlook.application.Sinks(Outlook::kIID_ApplicationEvents_11) +
+           outlook.explorers.Sinks(Outlook::kIID_ExplorersEvents) +
+           outlook.inspectors.Sinks(Outlook::kIID_InspectorsEvents);
 }
 
 // ---------------------------------------------------------------------------------------------
