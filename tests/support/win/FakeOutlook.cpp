@@ -158,9 +158,31 @@ private:
     DWORD lastCookie_ = 0;
 };
 
-FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
+namespace {
+std::vector<FakeObject*>& LiveObjects() {
+    static std::vector<FakeObject*> live;
+    return live;
+}
+} // namespace
 
-FakeObject::~FakeObject() = default;
+FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {
+    LiveObjects().push_back(this);
+}
+
+FakeObject::~FakeObject() {
+    std::erase(LiveObjects(), this);
+}
+
+const std::vector<FakeObject*>& FakeObject::Live() {
+    return LiveObjects();
+}
+
+std::size_t FakeObject::AllSinks() const {
+    std::size_t sinks = 0;
+    for (const auto& point : points_)
+        sinks += point->Count();
+    return sinks;
+}
 
 void FakeObject::Define(const std::wstring& name, Member member) {
     members_[names_[IdOf(name) - 1]] = std::move(member);

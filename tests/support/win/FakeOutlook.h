@@ -67,6 +67,11 @@ public:
     bool WasPut(const std::wstring& name) const;
     const VariantValue& Put(const std::wstring& name) const;
     int Calls(const std::wstring& name) const;
+    bool Defines(const std::wstring& name) const { return members_.contains(name); }
+    // The sinks on all its connection points.
+    std::size_t AllSinks() const;
+    // Every FakeObject alive, in the order made: a test can check that each was let go.
+    static const std::vector<FakeObject*>& Live();
 
     // A connection point for the event interface `iid`; Fire calls its sinks with `args` in their
     // written order.
