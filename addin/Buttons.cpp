@@ -4,6 +4,7 @@
 #include "addin/ClipPress.h"
 #include "addin/Dispatch.h"
 #include "addin/Localize.h"
+#include "addin/OfficeInterfaces.h"
 #include "addin/ResourceUtil.h"
 #include "core/Format.h"
 #include "core/Log.h"
@@ -11,9 +12,8 @@
 namespace Tessarix::Addin {
 namespace {
 
-// _CommandBarButtonEvents and its Click.
-constexpr IID kIID_CommandBarButtonEvents = {0x000C0351, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr DISPID kClick = 1;
+using Office::kIID_CommandBarButtonEvents;
+constexpr DISPID kClick = 1;                      // _CommandBarButtonEvents
 constexpr std::int32_t kControlButton = 1;        // msoControlButton
 constexpr std::int32_t kButtonIconAndCaption = 3; // msoButtonIconAndCaption
 

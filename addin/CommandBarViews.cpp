@@ -4,16 +4,17 @@
 #include "addin/Buttons.h"
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
+#include "addin/OfficeInterfaces.h"
 #include "core/Format.h"
 #include "core/Log.h"
 
 namespace Tessarix::Addin {
 namespace {
 
-constexpr IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_CommandBarsEvents = {0x000C0352, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_ApplicationEvents_11 = {0x0006302C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+using Office::kIID_CommandBarPopup;
+using Office::kIID_CommandBarsEvents;
+using Outlook::kIID_ApplicationEvents_11;
+using Outlook::kIID_ExplorerEvents_10;
 constexpr DISPID kExplorerActivate = 0xF001;
 constexpr DISPID kCommandBarsUpdate = 1;
 constexpr DISPID kItemContextMenuDisplay = 0xFB41;

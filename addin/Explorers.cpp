@@ -10,9 +10,8 @@
 namespace Tessarix::Addin {
 namespace {
 
-// ExplorersEvents and ExplorerEvents_10.
-constexpr IID kIID_ExplorersEvents = {0x00063078, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+using Outlook::kIID_ExplorerEvents_10;
+using Outlook::kIID_ExplorersEvents;
 constexpr DISPID kNewExplorer = 0xF001;
 constexpr DISPID kFolderSwitch = 0xF002;
 constexpr DISPID kSelectionChange = 0xF007;

@@ -3,16 +3,18 @@
 #include "actions/ClipGate.h"
 #include "addin/ClipActions.h"
 #include "addin/Dispatch.h"
+#include "addin/OfficeInterfaces.h"
+#include "core/Automation.h"
 #include "core/Format.h"
 #include "core/Log.h"
+#include "core/win/MapiPropWin.h"
 
 namespace Tessarix::Addin {
 namespace {
 
-// InspectorsEvents, InspectorEvents_10 and _MailItem.
-constexpr IID kIID_InspectorsEvents = {0x00063079, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_InspectorEvents_10 = {0x0006302A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr IID kIID_MailItem = {0x00063034, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+using Outlook::kIID_InspectorEvents_10;
+using Outlook::kIID_InspectorsEvents;
+const IID kIID_MailItem = Win::ToIid(Tessarix::Outlook::kIID_MailItem);
 constexpr DISPID kNewInspector = 0xF001;
 constexpr DISPID kActivate = 0xF001;
 constexpr DISPID kClose = 0xF008;

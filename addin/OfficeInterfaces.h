@@ -59,11 +59,26 @@ IRibbonUI : public IDispatch {
 __CRT_UUID_DECL(IRibbonUI, 0x000C03A7, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
 // clang-format on
 
-namespace Tessarix::Addin::Outlook {
+namespace Tessarix::Addin {
 
-// Outlook object-model interfaces, asked for by IID and then called by name.
+// Outlook object-model interfaces, asked for by IID and then called by name, and the event
+// interfaces the add-in subscribes to. The item interfaces are core's (core/Automation.h).
+namespace Outlook {
 inline constexpr IID kIID_Application = {0x00063001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID kIID_Explorer = {0x00063003, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID kIID_Inspector = {0x00063005, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_ApplicationEvents_11 = {0x0006302C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_ExplorersEvents = {0x00063078, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_InspectorsEvents = {0x00063079, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_InspectorEvents_10 = {0x0006302A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+} // namespace Outlook
 
-} // namespace Tessarix::Addin::Outlook
+// Office's command bars (Office type library 2.x).
+namespace Office {
+inline constexpr IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_CommandBarButtonEvents = {0x000C0351, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID kIID_CommandBarsEvents = {0x000C0352, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+} // namespace Office
+
+} // namespace Tessarix::Addin

@@ -5,7 +5,6 @@
 #include <objbase.h>
 #include <oleauto.h>
 #include <olectl.h>
-#include <shlobj.h>
 
 #include <gtest/gtest.h>
 
@@ -79,9 +78,9 @@ std::vector<std::wstring> Subkeys(HKEY root, const std::wstring& path, REGSAM vi
 
 // Every subscription the add-in made on Outlook at connection.
 std::size_t Subscriptions(const FakeApplication& outlook) {
-    return outlook.application.Sinks(Testing::kIID_ApplicationEvents_11) +
-           outlook.explorers.Sinks(Testing::kIID_ExplorersEvents) +
-           outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents);
+    return outlook.application.Sinks(Outlook::kIID_ApplicationEvents_11) +
+           outlook.explorers.Sinks(Outlook::kIID_ExplorersEvents) +
+           outlook.inspectors.Sinks(Outlook::kIID_InspectorsEvents);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -510,23 +509,6 @@ TEST_F(RibbonTest, UnknownRibbonTypesGetNothingAndANullOutPointerIsRefused) {
     }
     EXPECT_EQ(ribbon_->GetCustomUI(Bstr(u"Microsoft.Outlook.Explorer").Get(), nullptr), E_POINTER);
     EXPECT_EQ(callback_->GetImage(nullptr, nullptr), E_POINTER);
-}
-
-TEST_F(RibbonTest, LabelIsTheSatellitesAddNoteText) {
-    BSTR label = nullptr;
-    ASSERT_EQ(callback_->GetLabel(nullptr, &label), S_OK);
-    const Bstr owned = Bstr::Attach(label);
-
-    // Mapped as data by the add-in, so not a module the loader knows.
-    EXPECT_EQ(::GetModuleHandleW(L"Resource.dll"), nullptr);
-    std::wstring satellite = Dll().path.substr(0, Dll().path.find_last_of(L'\\') + 1) + L"Resource.dll";
-    HMODULE texts = ::LoadLibraryExW(satellite.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    ASSERT_NE(texts, nullptr);
-    const wchar_t* text = nullptr;
-    const int length = ::LoadStringW(texts, 101, reinterpret_cast<LPWSTR>(&text), 0);
-    ASSERT_GT(length, 0);
-    EXPECT_EQ(owned.View(), std::u16string_view(reinterpret_cast<const char16_t*>(text), length));
-    ::FreeLibrary(texts);
 }
 
 TEST_F(RibbonTest, ImageIsTheThirtyTwoPixelPngWithItsAlpha) {

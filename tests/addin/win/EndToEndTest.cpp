@@ -45,7 +45,6 @@ using Testing::Dll;
 using Testing::FakeApplication;
 using Testing::FakeBar;
 using Testing::FakeCollection;
-using Testing::FakeCommandBars;
 using Testing::FakeExplorer;
 using Testing::FakeInspector;
 using Testing::FakeObject;
@@ -286,66 +285,18 @@ private:
     std::function<void()> pumped_;
 };
 
-// ---------------------------------------------------------------------------------------------
-// Reference accounting on the scripted objects
-
-class References {
-public:
-    // Watches each object, named by its place in the call ("3", or "3.selection" for a part of it).
-    template <typename... Objects> explicit References(Objects&... objects) {
-        int place = 0;
-        (Watch(std::to_string(++place), objects), ...);
-    }
-
-    void Watch(const std::string& name, FakeObject& object) {
-        watched_.push_back({name, &object, object.refs});
-    }
-    void Watch(const std::string& name, FakeBar& bar) {
-        Watch(name + ".bar", bar.bar);
-        Watch(name + ".controls", bar.controls);
-        bars_.push_back({name, &bar});
-    }
-    void Watch(const std::string& name, FakeCommandBars& bars) {
-        Watch(name, bars.bars);
-        Watch(name + ".standard", bars.standard);
-        Watch(name + ".menu", bars.menu);
-        Watch(name + ".tools", bars.tools);
-        Watch(name + ".context", bars.context);
-        Watch(name + ".toolsPopup", bars.toolsPopup);
-    }
-    void Watch(const std::string& name, FakeExplorer& explorer) {
-        Watch(name, explorer.explorer);
-        Watch(name + ".selection", explorer.selection);
-        Watch(name + ".commandBars", explorer.commandBars);
-    }
-    void Watch(const std::string& name, FakeInspector& inspector) {
-        Watch(name, inspector.inspector);
-        Watch(name + ".commandBars", inspector.commandBars);
-    }
-
-    // Every watched object is back at the count it had when it was first watched; every button the
-    // add-in made was deleted, unsubscribed and released.
-    void ExpectAllReleased() const {
-        for (const Entry& entry : watched_)
-            EXPECT_EQ(entry.object->refs, entry.refs) << entry.name;
-        for (const auto& [name, bar] : bars_) {
-            for (const auto& button : bar->buttons) {
-                EXPECT_EQ(button->refs, 1) << name;
-                EXPECT_EQ(button->Calls(L"Delete"), 1) << name;
-                EXPECT_EQ(button->Sinks(Testing::kIID_CommandBarButtonEvents), 0u) << name;
-            }
+// Every scripted object alive is back at the test's one reference and holds no subscription, and
+// every button the add-in made was deleted once.
+void ExpectAllReleased() {
+    const std::vector<FakeObject*>& live = FakeObject::Live();
+    for (std::size_t i = 0; i < live.size(); ++i) {
+        EXPECT_EQ(live[i]->refs, 1) << "object " << i;
+        EXPECT_EQ(live[i]->AllSinks(), 0u) << "object " << i;
+        if (live[i]->Defines(L"Delete")) {
+            EXPECT_EQ(live[i]->Calls(L"Delete"), 1) << "button " << i;
         }
     }
-
-private:
-    struct Entry {
-        std::string name;
-        FakeObject* object;
-        LONG refs;
-    };
-    std::vector<Entry> watched_;
-    std::vector<std::pair<std::string, FakeBar*>> bars_;
-};
+}
 
 // ---------------------------------------------------------------------------------------------
 // The fixture: the module registered, one Connect made through COM, a desktop client running
@@ -412,10 +363,10 @@ protected:
 
     static void Select(FakeExplorer& explorer, std::vector<IDispatch*> items) {
         explorer.Select(std::move(items));
-        explorer.explorer.Fire(Testing::kIID_ExplorerEvents_10, kSelectionChange);
+        explorer.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kSelectionChange);
     }
 
-    static void Click(FakeObject& button) { button.Fire(Testing::kIID_CommandBarButtonEvents, kClick); }
+    static void Click(FakeObject& button) { button.Fire(Office::kIID_CommandBarButtonEvents, kClick); }
 
     // The ribbon's GetEnabled answer for the control, 5 when it left the answer untouched.
     int RibbonEnabled(FakeRibbonControl& control) {
@@ -430,7 +381,7 @@ protected:
     }
 
     static void Open(FakeApplication& outlook, FakeInspector& window) {
-        outlook.inspectors.Fire(Testing::kIID_InspectorsEvents, kNewWindow,
+        outlook.inspectors.Fire(Outlook::kIID_InspectorsEvents, kNewWindow,
                                 {VariantValue::Object(D(window.inspector))});
     }
 
@@ -458,9 +409,6 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     auto received = Testing::NewMail(L"Received", true);
     FakeInspector draftWindow(D(*draft)), receivedWindow(D(*received)), callWindow(D(*call_.item)),
         listWindow(D(*list_));
-    References refs(outlook.application, outlook.explorers, outlook.inspectors, inbox, notes, draftWindow,
-                    receivedWindow, callWindow, listWindow, *shopping_.item, *call_.item, *list_, *draft,
-                    *received);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -471,8 +419,8 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
         EXPECT_EQ(explorer->commandBars.standard.Shown(), 1u);
         EXPECT_EQ(explorer->commandBars.tools.Shown(), 1u);
         ExpectEnabled(*explorer, false);
-        EXPECT_EQ(explorer->explorer.Sinks(Testing::kIID_ExplorerEvents_10), 2u); // tracker and view
-        EXPECT_EQ(explorer->commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 1u);
+        EXPECT_EQ(explorer->explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 2u); // tracker and view
+        EXPECT_EQ(explorer->commandBars.bars.Sinks(Office::kIID_CommandBarsEvents), 1u);
     }
 
     // The enable rule follows the item types.
@@ -484,7 +432,7 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     ExpectEnabled(notes, false);
     Select(notes, {D(*call_.item)});
     ExpectEnabled(notes, true);
-    notes.explorer.Fire(Testing::kIID_ExplorerEvents_10, kFolderSwitch);
+    notes.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kFolderSwitch);
     ExpectEnabled(notes, false);
     Select(notes, {D(*shopping_.item), D(*call_.item)});
     ExpectEnabled(notes, true);
@@ -506,7 +454,7 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     // entry for several items, then for one, which clips it; none for a refused selection.
     FakeBar& contextMenu = notes.commandBars.context;
     const auto update = [&] {
-        notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+        notes.commandBars.bars.Fire(Office::kIID_CommandBarsEvents, kCommandBarsUpdate);
     };
     update();
     ASSERT_EQ(contextMenu.Shown(), 1u);
@@ -528,10 +476,10 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
 
     // Inspectors: a mail being composed is not tracked, a received one is.
     Open(outlook, draftWindow);
-    EXPECT_EQ(draftWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    EXPECT_EQ(draftWindow.inspector.Sinks(Outlook::kIID_InspectorEvents_10), 0u);
     EXPECT_TRUE(draftWindow.commandBars.standard.buttons.empty());
     Open(outlook, receivedWindow);
-    EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 1u);
+    EXPECT_EQ(receivedWindow.inspector.Sinks(Outlook::kIID_InspectorEvents_10), 1u);
     EXPECT_EQ(receivedWindow.commandBars.standard.Shown(), 1u);
     EXPECT_FALSE(receivedWindow.commandBars.standard.Last().WasPut(L"Enabled")); // never disabled
 
@@ -545,23 +493,18 @@ TEST_F(EndToEndTest, Outlook2003ButtonsClipFromExplorersInspectorsAndTheContextM
     ExpectDelivered({&call_});
 
     // Windows close one by one; the others keep their buttons.
-    callWindow.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
-    EXPECT_EQ(callWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    callWindow.inspector.Fire(Outlook::kIID_InspectorEvents_10, kClose);
+    EXPECT_EQ(callWindow.inspector.Sinks(Outlook::kIID_InspectorEvents_10), 0u);
     EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
     EXPECT_EQ(listWindow.commandBars.standard.Shown(), 1u);
-    inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
-    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    inbox.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose);
+    EXPECT_EQ(inbox.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
     EXPECT_EQ(inbox.commandBars.standard.Shown(), 0u);
-    EXPECT_EQ(inbox.commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 0u);
+    EXPECT_EQ(inbox.commandBars.bars.Sinks(Office::kIID_CommandBarsEvents), 0u);
     EXPECT_EQ(notes.commandBars.standard.Shown(), 1u);
 
     ShutDown();
-    EXPECT_EQ(outlook.explorers.Sinks(Testing::kIID_ExplorersEvents), 0u);
-    EXPECT_EQ(outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents), 0u);
-    EXPECT_EQ(notes.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
-    EXPECT_EQ(notes.commandBars.bars.Sinks(Testing::kIID_CommandBarsEvents), 0u);
-    EXPECT_EQ(receivedWindow.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     ExpectNoFailures(log.Text());
 }
 
@@ -656,8 +599,6 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     FakeApplication outlook({&inbox}, L"11.0.0.8312");
     outlook.Activate(inbox);
     FakeInspector callWindow2(D(*call_.item)), callWindow(D(*call_.item)), callAgain(D(*call_.item));
-    References refs(outlook.application, outlook.inspectors, inbox, callWindow2, callWindow, callAgain,
-                    *call_.item, *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     Open(outlook, callWindow2);
@@ -665,7 +606,7 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     FakeBar &toolbar = inbox.commandBars.standard, &tools = inbox.commandBars.tools,
             &context = inbox.commandBars.context;
     const auto showContextMenu = [&] {
-        inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+        inbox.commandBars.bars.Fire(Office::kIID_CommandBarsEvents, kCommandBarsUpdate);
     };
 
     // A second press on any button starts nothing.
@@ -703,22 +644,22 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     // The item window closes while its clip runs.
     FailWhile([&] { Click(callWindow2.commandBars.standard.Last()); },
               [&] {
-                  callWindow2.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
+                  callWindow2.inspector.Fire(Outlook::kIID_InspectorEvents_10, kClose);
                   EXPECT_EQ(callWindow2.commandBars.standard.Shown(), 1u) << "the window's button went";
               });
     EXPECT_EQ(callWindow2.commandBars.standard.Shown(), 0u);
-    EXPECT_EQ(callWindow2.inspector.Sinks(Testing::kIID_InspectorEvents_10), 0u);
+    EXPECT_EQ(callWindow2.inspector.Sinks(Outlook::kIID_InspectorEvents_10), 0u);
 
     // The explorer closes while a clip from its toolbar runs.
     Select(inbox, {D(*call_.item)});
     FailWhile([&] { Click(toolbar.Last()); },
               [&] {
-                  inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                  inbox.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose);
                   EXPECT_EQ(toolbar.Shown(), 1u) << "the explorer's button went";
               });
     EXPECT_EQ(toolbar.Shown(), 0u);
     EXPECT_EQ(tools.Shown(), 0u);
-    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(inbox.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
     Click(callWindow.commandBars.standard.Last());
     ExpectDelivered({&call_});
 
@@ -731,7 +672,7 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
               });
     EXPECT_EQ(callAgain.commandBars.standard.Shown(), 0u);
     EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
-    EXPECT_EQ(outlook.inspectors.Sinks(Testing::kIID_InspectorsEvents), 0u);
+    EXPECT_EQ(outlook.inspectors.Sinks(Outlook::kIID_InspectorsEvents), 0u);
     ASSERT_EQ(Connect(outlook), S_OK);
     Select(inbox, {D(*shopping_.item)});
     Click(toolbar.Last());
@@ -742,7 +683,7 @@ TEST_F(ClipInterludeTest, Outlook2003ButtonsWindowsAndConnection) {
     Select(inbox, {D(*call_.item)});
     FailWhile([&] { Click(toolbar.Last()); }, [&] { ShutDownUnderTheClip(); });
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     ExpectBalanced(log.Text());
 }
 
@@ -755,15 +696,13 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
     FakeBar contextMenu;
     FakeRibbonUI ribbon;
     FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
-    References refs(outlook.application, mail, callWindow, contextSelection, contextMenu, *call_.item,
-                    *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     ASSERT_EQ(callback_->OnLoad(&ribbon), S_OK);
     const auto display = [&](std::vector<IDispatch*> items) {
         contextSelection.items = std::move(items);
         outlook.application.Fire(
-            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            Outlook::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
             {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
     };
     const auto explorerRibbon = [&] {
@@ -794,22 +733,21 @@ TEST_F(ClipInterludeTest, Outlook2010RibbonAndItemContextMenu) {
     // The menu's close lets go of the entry's clip and selection; a click that Outlook delivers
     // after the close clips the explorer's selection.
     EXPECT_GT(contextSelection.refs, 1);
-    outlook.application.Fire(Testing::kIID_ApplicationEvents_11, kContextMenuClose);
+    outlook.application.Fire(Outlook::kIID_ApplicationEvents_11, kContextMenuClose);
     EXPECT_EQ(contextSelection.refs, 1);
     Click(contextMenu.Last());
     ExpectDelivered({&call_});
 
     // The explorer closes while a clip from its ribbon runs; the item window's button still clips.
-    FailWhile(explorerRibbon, [&] { mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose); });
-    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    FailWhile(explorerRibbon, [&] { mail.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose); });
+    EXPECT_EQ(mail.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
     inspectorRibbon();
     ExpectDelivered({&call_});
 
     // Outlook shuts down while a clip from the item window's ribbon runs.
     FailWhile(inspectorRibbon, [&] { ShutDownUnderTheClip(); });
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
-    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     ExpectBalanced(log.Text());
 }
 
@@ -820,14 +758,12 @@ TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
     FakeApplication outlook({&inbox, &notes}, L"11.0.0.8312");
     outlook.Activate(inbox);
     FakeInspector callWindow(D(*call_.item)), shoppingWindow(D(*shopping_.item));
-    References refs(outlook.application, outlook.inspectors, inbox, notes, callWindow, shoppingWindow,
-                    *call_.item, *shopping_.item);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     Open(outlook, callWindow);
     Open(outlook, shoppingWindow);
     Select(inbox, {D(*shopping_.item)});
-    inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    inbox.commandBars.bars.Fire(Office::kIID_CommandBarsEvents, kCommandBarsUpdate);
 
     // From an item window's button: a press on every kind of button, a new context menu, the
     // window and the explorer closing.
@@ -837,20 +773,20 @@ TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
                                 {&inbox.commandBars.standard, &inbox.commandBars.tools,
                                  &inbox.commandBars.context, &shoppingWindow.commandBars.standard})
                                Click(bar->Last());
-                           inbox.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
-                           callWindow.inspector.Fire(Testing::kIID_InspectorEvents_10, kClose);
-                           inbox.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                           inbox.commandBars.bars.Fire(Office::kIID_CommandBarsEvents, kCommandBarsUpdate);
+                           callWindow.inspector.Fire(Outlook::kIID_InspectorEvents_10, kClose);
+                           inbox.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose);
                        });
     ExpectDelivered({&call_});
     EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 4);
     EXPECT_EQ(callWindow.commandBars.standard.Shown(), 0u);
     EXPECT_EQ(inbox.commandBars.standard.Shown() + inbox.commandBars.context.Shown(), 0u);
-    EXPECT_EQ(inbox.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(inbox.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
 
     // From the other explorer's context menu: the add-in disconnected.
     outlook.Activate(notes);
     Select(notes, {D(*shopping_.item)});
-    notes.commandBars.bars.Fire(Testing::kIID_CommandBarsEvents, kCommandBarsUpdate);
+    notes.commandBars.bars.Fire(Office::kIID_CommandBarsEvents, kCommandBarsUpdate);
     WhileClipboardHeld([&] { Click(notes.commandBars.context.Last()); },
                        [&] { EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK); });
     ExpectDelivered({&shopping_});
@@ -862,7 +798,7 @@ TEST_F(ClipInterludeTest, Outlook2003WhileTheClipboardIsHeld) {
     WhileClipboardHeld([&] { Click(notes.commandBars.standard.Last()); }, [&] { ShutDownUnderTheClip(); });
     ExpectDelivered({&call_});
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     const std::string lines = log.Text();
     ExpectNoFailures(lines);
     ExpectBalanced(lines);
@@ -890,14 +826,12 @@ TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
     FakeBar contextMenu;
     FakeRibbonControl inMail(D(mail.explorer)), inLater(D(later.explorer)), inReply(D(replyWindow.inspector)),
         inCall(D(callWindow.inspector));
-    References refs(outlook.application, mail, later, replyWindow, callWindow, contextSelection, contextMenu,
-                    *reply);
     LogCapture log;
     ASSERT_EQ(Connect(outlook), S_OK);
     const auto display = [&] {
         contextSelection.items = {D(*reply)};
         outlook.application.Fire(
-            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            Outlook::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
             {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
     };
     const auto ribbon = [&](FakeRibbonControl& control) {
@@ -931,18 +865,18 @@ TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
                      Click(contextMenu.Last());
                      display();
                      EXPECT_EQ(contextMenu.Shown(), 2u) << "the old entry went under the clip";
-                     mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+                     mail.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose);
                  });
     expectReply();
     EXPECT_EQ(Occurrences(log.Text(), "a clip is running; this press starts no other"), 3);
-    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(mail.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
 
     // From the context menu: the add-in disconnected.
     whileLoading([&] { Click(contextMenu.Last()); },
                  [&] { EXPECT_EQ(connect_->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK); });
     expectReply();
     EXPECT_EQ(contextMenu.Shown(), 0u);
-    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
+    EXPECT_EQ(outlook.application.Sinks(Outlook::kIID_ApplicationEvents_11), 0u);
 
     // Connected again, from an item window's ribbon: Outlook shuts down.
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -950,7 +884,7 @@ TEST_F(ClipInterludeTest, Outlook2010WhileAMailLoads) {
     expectReply();
     EXPECT_EQ(Dll().canUnloadNow(), S_OK);
     EXPECT_TRUE(engine.Misuse().empty());
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     EXPECT_TRUE(boxes_.boxes.empty());
     ExpectBalanced(log.Text());
 }
@@ -968,8 +902,6 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     FakeRibbonUI ribbon;
     FakeRibbonControl inExplorer(D(mail.explorer)), inLater(D(later.explorer)),
         inUntracked(D(untracked.explorer)), inInspector(D(callWindow.inspector)), elsewhere(D(other));
-    References refs(outlook.application, outlook.explorers, mail, later, untracked, callWindow,
-                    contextSelection, contextMenu, *shopping_.item, *call_.item, *list_);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -979,7 +911,7 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     // GetEnabled: 0xFFFF in an item window; the view's 1 or 0 for a tracked explorer, the ribbon
     // invalidated only when that changes; untouched for an explorer without a view.
     EXPECT_EQ(RibbonEnabled(inInspector), 0xFFFF);
-    mail.explorer.Fire(Testing::kIID_ExplorerEvents_10, kFolderSwitch);
+    mail.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kFolderSwitch);
     EXPECT_EQ(ribbon.invalidations, 0);
     EXPECT_EQ(RibbonEnabled(inExplorer), 0);
     Select(mail, {D(*shopping_.item)});
@@ -994,10 +926,10 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     EXPECT_EQ(RibbonEnabled(inUntracked), 5);
 
     // A new explorer gets its view, and loses it when it closes.
-    outlook.explorers.Fire(Testing::kIID_ExplorersEvents, kNewWindow,
+    outlook.explorers.Fire(Outlook::kIID_ExplorersEvents, kNewWindow,
                            {VariantValue::Object(D(later.explorer))});
     EXPECT_EQ(RibbonEnabled(inLater), 0);
-    later.explorer.Fire(Testing::kIID_ExplorerEvents_10, kClose);
+    later.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kClose);
     EXPECT_EQ(RibbonEnabled(inLater), 5);
 
     // The explorer's ribbon button, bound by name as Outlook binds it, clips the selection.
@@ -1027,7 +959,7 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     const auto display = [&](std::vector<IDispatch*> items) {
         contextSelection.items = std::move(items);
         outlook.application.Fire(
-            Testing::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
+            Outlook::kIID_ApplicationEvents_11, kItemContextMenuDisplay,
             {VariantValue::Object(D(contextMenu.bar)), VariantValue::Object(D(contextSelection))});
     };
     display({D(*call_.item)});
@@ -1043,13 +975,10 @@ TEST_F(EndToEndTest, Outlook2010RibbonAndItemContextMenuClip) {
     EXPECT_EQ(contextMenu.Shown(), 0u);
 
     ShutDown();
-    EXPECT_EQ(outlook.application.Sinks(Testing::kIID_ApplicationEvents_11), 0u);
-    EXPECT_EQ(outlook.explorers.Sinks(Testing::kIID_ExplorersEvents), 0u);
-    EXPECT_EQ(mail.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
     EXPECT_EQ(ribbon.refs, 1);
     for (const FakeRibbonControl* control : {&inExplorer, &inInspector, &elsewhere})
         EXPECT_EQ(control->refs, 1);
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     const std::string lines = log.Text();
     ExpectNoFailures(lines);
     EXPECT_NE(lines.find("Warning: CRibbonSupport::GetEnabled view not found"), std::string::npos);
@@ -1063,7 +992,6 @@ TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
     FakeApplication outlook({&mail}, L"12.0.6423.1000");
     FakeInspector callWindow(D(*call_.item));
     FakeRibbonControl inExplorer(D(mail.explorer)), inInspector(D(callWindow.inspector));
-    References refs(outlook.application, mail, callWindow, *shopping_.item, *call_.item);
     LogCapture log;
 
     ASSERT_EQ(Connect(outlook), S_OK);
@@ -1079,7 +1007,7 @@ TEST_F(EndToEndTest, Outlook2007ToolbarAndInspectorRibbonClip) {
     ExpectDelivered({&call_});
 
     ShutDown();
-    refs.ExpectAllReleased();
+    ExpectAllReleased();
     EXPECT_EQ(inInspector.refs, 1);
     ExpectNoFailures(log.Text());
 }

@@ -16,12 +16,15 @@
 #include "addin/EventSink.h"
 #include "addin/ItemWindows.h"
 #include "addin/Localize.h"
+#include "addin/OfficeInterfaces.h"
 #include "addin/Registrar.h"
 #include "addin/RibbonSupport.h"
+#include "core/Automation.h"
 #include "core/EnglishTexts.h"
 #include "core/Exceptions.h"
 #include "core/win/Libraries.h"
 #include "core/win/LocalizedStringsWin.h"
+#include "core/win/MapiPropWin.h"
 #include "support/win/FakeOutlook.h"
 
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
@@ -66,12 +69,42 @@ std::shared_ptr<CTessarixButtonCreator> ButtonCreator() {
                                                     std::make_shared<CButtonCreator>());
 }
 
+// Office answers an interface only by its published IID (Office and Outlook type libraries).
+TEST(OfficeInterfacesTest, EveryIidIsThePublishedOne) {
+    const struct {
+        IID iid;
+        const wchar_t* published;
+    } table[] = {
+        {__uuidof(_IDTExtensibility2), L"{B65AD801-ABAF-11D0-BB8B-00A0C90F2744}"},
+        {__uuidof(IRibbonExtensibility), L"{000C0396-0000-0000-C000-000000000046}"},
+        {__uuidof(IRibbonControl), L"{000C0395-0000-0000-C000-000000000046}"},
+        {__uuidof(IRibbonUI), L"{000C03A7-0000-0000-C000-000000000046}"},
+        {Office::kIID_CommandBarPopup, L"{000C030A-0000-0000-C000-000000000046}"},
+        {Office::kIID_CommandBarButtonEvents, L"{000C0351-0000-0000-C000-000000000046}"},
+        {Office::kIID_CommandBarsEvents, L"{000C0352-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_Application, L"{00063001-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_Explorer, L"{00063003-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_Inspector, L"{00063005-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_ApplicationEvents_11, L"{0006302C-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_ExplorersEvents, L"{00063078-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_ExplorerEvents_10, L"{0006300F-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_InspectorsEvents, L"{00063079-0000-0000-C000-000000000046}"},
+        {Outlook::kIID_InspectorEvents_10, L"{0006302A-0000-0000-C000-000000000046}"},
+        {Win::ToIid(Tessarix::Outlook::kIID_MailItem), L"{00063034-0000-0000-C000-000000000046}"},
+    };
+    for (const auto& [iid, published] : table) {
+        wchar_t text[40] = {};
+        ASSERT_GT(::StringFromGUID2(iid, text, 40), 0);
+        EXPECT_STREQ(text, published);
+    }
+}
+
 TEST(EventConnectionTest, SubscribingTwiceOrToASourceWithoutEventsIsRefused) {
     FakeExplorer explorer;
     class Ignore final : public IEventHandler {
         void OnEvent(DISPID, DISPPARAMS*) override {}
     } handler;
-    EventConnection connection(Testing::kIID_ExplorerEvents_10, handler);
+    EventConnection connection(Outlook::kIID_ExplorerEvents_10, handler);
     connection.Connect(D(explorer.explorer));
     try {
         connection.Connect(D(explorer.explorer));
@@ -79,12 +112,12 @@ TEST(EventConnectionTest, SubscribingTwiceOrToASourceWithoutEventsIsRefused) {
     } catch (HResult hr) {
         EXPECT_EQ(hr, kE_FAIL);
     }
-    EXPECT_EQ(explorer.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 1u);
+    EXPECT_EQ(explorer.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 1u);
     connection.Disconnect();
-    EXPECT_EQ(explorer.explorer.Sinks(Testing::kIID_ExplorerEvents_10), 0u);
+    EXPECT_EQ(explorer.explorer.Sinks(Outlook::kIID_ExplorerEvents_10), 0u);
 
     FakeObject silent; // no connection points at all
-    EventConnection other(Testing::kIID_ExplorerEvents_10, handler);
+    EventConnection other(Outlook::kIID_ExplorerEvents_10, handler);
     EXPECT_THROW(other.Connect(D(silent)), HResult);
 }
 
@@ -96,18 +129,18 @@ TEST(InspectorTrackingTest, ViewIsBuiltOnceAtTheFirstActivationWhenTheItemWasNot
     late.inspector.Failing(L"CurrentItem", E_FAIL);
 
     CInspectors inspectors(D(outlook.application), builder, clips);
-    outlook.inspectors.Fire(Testing::kIID_InspectorsEvents, kNewInspector,
+    outlook.inspectors.Fire(Outlook::kIID_InspectorsEvents, kNewInspector,
                             {VariantValue::Object(D(late.inspector))});
     EXPECT_EQ(inspectors.Count(), 1u); // not ignored: there is no item to judge by
     EXPECT_TRUE(builder->built.empty());
 
     late.inspector.ObjectProperty(L"CurrentItem", D(late.item));
-    late.inspector.Fire(Testing::kIID_InspectorEvents_10, kActivate);
+    late.inspector.Fire(Outlook::kIID_InspectorEvents_10, kActivate);
     ASSERT_EQ(builder->built.size(), 1u);
     EXPECT_EQ(builder->built[0].first, D(late.inspector));
     EXPECT_EQ(builder->built[0].second, nullptr);
     EXPECT_EQ(clips->asked, std::vector<IDispatch*>{D(late.item)});
-    late.inspector.Fire(Testing::kIID_InspectorEvents_10, kActivate);
+    late.inspector.Fire(Outlook::kIID_InspectorEvents_10, kActivate);
     EXPECT_EQ(builder->built.size(), 1u);
 }
 
@@ -148,7 +181,7 @@ TEST(CommandBarViewTest, WithoutAToolsMenuNothingIsMadeAndActivationRetries) {
     view.SetEnabled(true); // remembered for later
 
     explorer.commandBars.hasToolsMenu = true;
-    explorer.explorer.Fire(Testing::kIID_ExplorerEvents_10, kActivate);
+    explorer.explorer.Fire(Outlook::kIID_ExplorerEvents_10, kActivate);
     ASSERT_EQ(explorer.commandBars.standard.buttons.size(), 1u);
     ASSERT_EQ(explorer.commandBars.tools.buttons.size(), 1u);
     EXPECT_TRUE(explorer.commandBars.standard.Last().Put(L"Enabled").Bool());

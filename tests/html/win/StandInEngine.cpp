@@ -523,10 +523,6 @@ const IHTMLDOMAttributeVtbl AttributeObject::kVtbl = [] {
         *out = Self<AttributeObject>(f).attribute.specified ? VARIANT_TRUE : VARIANT_FALSE;
         return S_OK;
     };
-    v.get_nodeValue = [](IHTMLDOMAttribute* f, VARIANT* out) STDMETHODCALLTYPE -> HRESULT {
-        const AttributeObject& self = Self<AttributeObject>(f);
-        return GiveVariant(self.ValueFault(), self.attribute.value.value_or(u""), out);
-    };
     return v;
 }();
 
@@ -575,9 +571,6 @@ const IHTMLAttributeCollectionVtbl AttributesObject::kVtbl = [] {
         if (which && which->vt == VT_I4 && which->lVal >= 0 &&
             static_cast<std::size_t>(which->lVal) < items.size())
             found = &items[static_cast<std::size_t>(which->lVal)];
-        else if (which && which->vt == VT_BSTR)
-            found = self.document.snapshot->Find(self.node,
-                                                 FromWide(which->bstrVal, ::SysStringLen(which->bstrVal)));
         if (!found)
             return E_INVALIDARG;
         return Give(self.state.Make<AttributeObject>(self.document, *found)->Primary(),
@@ -703,8 +696,6 @@ struct NodeObject final : DocumentPart {
             return &node_;
         if (Node().type != 1)
             return nullptr;
-        if (IsEqualIID(iid, IID_IHTMLElement))
-            return &element_;
         if (IsEqualIID(iid, IID_IHTMLElement2))
             return &element2_;
         if (IsEqualIID(iid, IID_IHTMLImgElement) && Node().name == u"IMG")
@@ -712,17 +703,13 @@ struct NodeObject final : DocumentPart {
         return nullptr;
     }
 
-    static const IHTMLElementVtbl kElementVtbl;
     static const IHTMLElement2Vtbl kElement2Vtbl;
     static const IHTMLImgElementVtbl kImageVtbl;
     std::size_t index;
     Face node_{&kNodeVtbl, this};
-    Face element_{&kElementVtbl, this};
     Face element2_{&kElement2Vtbl, this};
     Face image_{&kImageVtbl, this};
 };
-
-const IHTMLElementVtbl NodeObject::kElementVtbl = Slots<IHTMLElement, IHTMLElementVtbl>();
 
 const IHTMLElement2Vtbl NodeObject::kElement2Vtbl = [] {
     auto v = Slots<IHTMLElement2, IHTMLElement2Vtbl>();
@@ -806,25 +793,11 @@ const IHTMLDocument2Vtbl DocumentObject::kDocumentVtbl = [] {
         *out = nullptr;
         return Give(self.state.Make<ImagesObject>(self)->Primary(), reinterpret_cast<void**>(out));
     };
-    v.get_body = [](IHTMLDocument2* f, IHTMLElement** out) STDMETHODCALLTYPE -> HRESULT {
-        DocumentObject& self = Self<DocumentObject>(f);
-        *out = nullptr;
-        for (std::size_t n = 0; n < self.snapshot->nodes.size(); ++n)
-            if (self.snapshot->nodes[n].name == u"BODY") {
-                NodeObject* body = self.state.Make<NodeObject>(self, n);
-                return Give(body->Query(IID_IHTMLElement), reinterpret_cast<void**>(out));
-            }
-        return S_OK;
-    };
     return v;
 }();
 
 const IPersistStreamInitVtbl DocumentObject::kPersistVtbl = [] {
     auto v = Slots<IPersistStreamInit, IPersistStreamInitVtbl>();
-    v.GetClassID = [](IPersistStreamInit*, CLSID* out) STDMETHODCALLTYPE -> HRESULT {
-        *out = kClsidHtmlDocument;
-        return S_OK;
-    };
     v.InitNew = [](IPersistStreamInit* f) STDMETHODCALLTYPE -> HRESULT {
         Self<DocumentObject>(f).readyState = u"complete";
         return S_OK;
@@ -857,13 +830,6 @@ const IOleObjectVtbl DocumentObject::kOleVtbl = [] {
         if (self.site)
             self.state.siteReferencesAfterRelease = IOleClientSite_Release(self.site);
         self.site = site;
-        return S_OK;
-    };
-    v.GetClientSite = [](IOleObject* f, IOleClientSite** out) STDMETHODCALLTYPE -> HRESULT {
-        IOleClientSite* site = Self<DocumentObject>(f).site;
-        if (site)
-            IOleClientSite_AddRef(site);
-        *out = site;
         return S_OK;
     };
     return v;
@@ -990,9 +956,6 @@ const IClassFactoryVtbl FactoryObject::kVtbl = [] {
             return E_NOINTERFACE;
         }
         return Give(face, out);
-    };
-    v.LockServer = [](IClassFactory*, BOOL) STDMETHODCALLTYPE -> HRESULT {
-        return S_OK;
     };
     return v;
 }();

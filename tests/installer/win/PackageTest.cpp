@@ -205,9 +205,9 @@ void ExpectOutlookLoadsAndClips(Scope scope, const std::wstring& folder) {
         ASSERT_EQ(connect->OnConnection(Testing::D(outlook.application), ext_cm_Startup, nullptr, nullptr),
                   S_OK);
         notes.Select({Testing::D(*sticky)});
-        notes.explorer.Fire(Testing::kIID_ExplorerEvents_10, 0xF007); // SelectionChange
+        notes.explorer.Fire(Outlook::kIID_ExplorerEvents_10, 0xF007); // SelectionChange
         ASSERT_EQ(notes.commandBars.standard.Shown(), 1u);
-        notes.commandBars.standard.Last().Fire(Testing::kIID_CommandBarButtonEvents, 1); // Click
+        notes.commandBars.standard.Last().Fire(Office::kIID_CommandBarButtonEvents, 1); // Click
         const auto deliveries = client.Deliveries();
         ASSERT_EQ(deliveries.size(), 1u);
         EXPECT_NE(deliveries[0].bytes.find("<title>Shopping</title>"), std::string::npos);

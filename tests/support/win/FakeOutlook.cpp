@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "core/Automation.h"
+#include "core/win/MapiPropWin.h"
+
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 namespace Tessarix::Addin::Testing {
@@ -155,9 +158,31 @@ private:
     DWORD lastCookie_ = 0;
 };
 
-FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {}
+namespace {
+std::vector<FakeObject*>& LiveObjects() {
+    static std::vector<FakeObject*> live;
+    return live;
+}
+} // namespace
 
-FakeObject::~FakeObject() = default;
+FakeObject::FakeObject(std::vector<IID> iids) : iids_(std::move(iids)) {
+    LiveObjects().push_back(this);
+}
+
+FakeObject::~FakeObject() {
+    std::erase(LiveObjects(), this);
+}
+
+const std::vector<FakeObject*>& FakeObject::Live() {
+    return LiveObjects();
+}
+
+std::size_t FakeObject::AllSinks() const {
+    std::size_t sinks = 0;
+    for (const auto& point : points_)
+        sinks += point->Count();
+    return sinks;
+}
 
 void FakeObject::Define(const std::wstring& name, Member member) {
     members_[names_[IdOf(name) - 1]] = std::move(member);
@@ -339,7 +364,7 @@ FakeCollection::FakeCollection() {
 }
 
 std::unique_ptr<FakeObject> NewStickyNote(const StickyNoteFields& fields) {
-    auto note = std::make_unique<FakeObject>(std::vector<IID>{kIID_NoteItem});
+    auto note = std::make_unique<FakeObject>(std::vector<IID>{Win::ToIid(Tessarix::Outlook::kIID_NoteItem)});
     note->Property(L"MessageClass", VariantValue::Text(L"IPM.StickyNote"));
     note->Property(L"Subject", VariantValue::Text(fields.subject));
     note->Property(L"Body", VariantValue::Text(fields.body));
@@ -349,7 +374,7 @@ std::unique_ptr<FakeObject> NewStickyNote(const StickyNoteFields& fields) {
 }
 
 std::unique_ptr<FakeObject> NewMail(const std::wstring& subject, bool sent) {
-    auto mail = std::make_unique<FakeObject>(std::vector<IID>{kIID_MailItem});
+    auto mail = std::make_unique<FakeObject>(std::vector<IID>{Win::ToIid(Tessarix::Outlook::kIID_MailItem)});
     mail->Property(L"MessageClass", VariantValue::Text(L"IPM.Note"));
     mail->Property(L"Subject", VariantValue::Text(subject));
     mail->Property(L"Sent", VariantValue::Bool(sent));
@@ -372,7 +397,7 @@ FakeBar::FakeBar() {
         if (args.size() != 5 || args[0].Int() != 1 || args[1].Get().vt != VT_ERROR || !args[4].Bool())
             return E_INVALIDARG;
         auto button = std::make_unique<FakeObject>();
-        button->Events(kIID_CommandBarButtonEvents);
+        button->Events(Office::kIID_CommandBarButtonEvents);
         button->Define(L"Delete", [](WORD, const std::vector<VariantValue>&, VARIANT*) { return S_OK; });
         const HRESULT hr = ReturnObject(D(*button), result);
         buttons.push_back(std::move(button));
@@ -386,7 +411,7 @@ std::size_t FakeBar::Shown() const {
 }
 
 FakeCommandBars::FakeCommandBars() {
-    bars.Events(kIID_CommandBarsEvents);
+    bars.Events(Office::kIID_CommandBarsEvents);
     bars.Define(L"Item", [this](WORD, const std::vector<VariantValue>& args, VARIANT* result) -> HRESULT {
         const std::wstring name = args.empty() ? L"" : args[0].Text();
         FakeObject* bar = name == L"Standard"                           ? &standard.bar
@@ -406,19 +431,19 @@ FakeCommandBars::FakeCommandBars() {
 }
 
 FakeExplorer::FakeExplorer() {
-    explorer.Events(kIID_ExplorerEvents_10);
+    explorer.Events(Outlook::kIID_ExplorerEvents_10);
     explorer.ObjectProperty(L"Selection", D(selection));
     explorer.ObjectProperty(L"CommandBars", D(commandBars.bars));
 }
 
 FakeApplication::FakeApplication(std::vector<FakeExplorer*> open, const std::wstring& version) {
-    application.Events(kIID_ApplicationEvents_11);
+    application.Events(Outlook::kIID_ApplicationEvents_11);
     if (!version.empty())
         application.Property(L"Version", VariantValue::Text(version));
     application.ObjectProperty(L"Explorers", D(explorers));
     application.ObjectProperty(L"Inspectors", D(inspectors));
-    explorers.Events(kIID_ExplorersEvents);
-    inspectors.Events(kIID_InspectorsEvents);
+    explorers.Events(Outlook::kIID_ExplorersEvents);
+    inspectors.Events(Outlook::kIID_InspectorsEvents);
     for (FakeExplorer* explorer : open) {
         explorers.items.push_back(D(explorer->explorer));
         explorer->explorer.ObjectProperty(L"Application", D(application));
@@ -426,7 +451,7 @@ FakeApplication::FakeApplication(std::vector<FakeExplorer*> open, const std::wst
 }
 
 FakeInspector::FakeInspector(IDispatch* shown) {
-    inspector.Events(kIID_InspectorEvents_10);
+    inspector.Events(Outlook::kIID_InspectorEvents_10);
     inspector.ObjectProperty(L"CurrentItem", shown ? shown : D(item));
     inspector.ObjectProperty(L"CommandBars", D(commandBars.bars));
 }

@@ -14,24 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "addin/OfficeInterfaces.h"
+
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // COM interfaces have no destructors
 
 namespace Tessarix::Addin::Testing {
-
-inline const IID kIID_Application = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_Explorer = {0x00063003, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_Inspector = {0x00063005, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_MailItem = {0x00063034, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_NoteItem = {0x00063025, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_CommandBarPopup = {0x000C030A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_ExplorersEvents = {0x00063078, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_ExplorerEvents_10 = {0x0006300F, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_InspectorsEvents = {0x00063079, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_InspectorEvents_10 = {0x0006302A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_ApplicationEvents_11 = {0x0006302C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_CommandBarButtonEvents = {0x000C0351, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline const IID kIID_CommandBarsEvents = {0x000C0352, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 class FakeConnectionPoint;
 
@@ -79,6 +67,11 @@ public:
     bool WasPut(const std::wstring& name) const;
     const VariantValue& Put(const std::wstring& name) const;
     int Calls(const std::wstring& name) const;
+    bool Defines(const std::wstring& name) const { return members_.contains(name); }
+    // The sinks on all its connection points.
+    std::size_t AllSinks() const;
+    // Every FakeObject alive, in the order made: a test can check that each was let go.
+    static const std::vector<FakeObject*>& Live();
 
     // A connection point for the event interface `iid`; Fire calls its sinks with `args` in their
     // written order.
@@ -164,7 +157,7 @@ struct FakeBar {
 struct FakeCommandBars {
     FakeObject bars;
     FakeBar standard, menu, tools, context;
-    FakeObject toolsPopup{{kIID_CommandBarPopup}};
+    FakeObject toolsPopup{{Office::kIID_CommandBarPopup}};
     bool hasToolsMenu = true;
     bool contextMenuShown = true;
 
@@ -172,7 +165,7 @@ struct FakeCommandBars {
 };
 
 struct FakeExplorer {
-    FakeObject explorer{{kIID_Explorer}};
+    FakeObject explorer{{Outlook::kIID_Explorer}};
     FakeCollection selection;
     FakeCommandBars commandBars;
 
@@ -183,7 +176,7 @@ struct FakeExplorer {
 // The application with its explorer collection (the given explorers are open) and inspector
 // collection; each open explorer's Application is this one.
 struct FakeApplication {
-    FakeObject application{{kIID_Application}};
+    FakeObject application{{Outlook::kIID_Application}};
     FakeCollection explorers;
     FakeObject inspectors;
 
@@ -194,7 +187,7 @@ struct FakeApplication {
 };
 
 struct FakeInspector {
-    FakeObject inspector{{kIID_Inspector}};
+    FakeObject inspector{{Outlook::kIID_Inspector}};
     FakeObject item;
     FakeCommandBars commandBars;
 
