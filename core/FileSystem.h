@@ -26,6 +26,7 @@ inline constexpr char16_t kPathSeparator = u'/';
 // Broken-down time, the fields of a SYSTEMTIME.
 struct SystemTime {
     int year = 0, month = 0, dayOfWeek = 0, day = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
+    friend bool operator==(const SystemTime&, const SystemTime&) = default;
 };
 
 SystemTime LocalTime(); // GetLocalTime / localtime_r

@@ -261,11 +261,7 @@ void Logger::Write(std::u16string_view level, std::u16string_view message) {
         thread_local bool stampUtf16 = false;
         thread_local char stampBytes[2 * 96];
         thread_local std::size_t stampSize = 0;
-        const auto same = [](const Platform::SystemTime& a, const Platform::SystemTime& b) {
-            return a.milliseconds == b.milliseconds && a.second == b.second && a.minute == b.minute &&
-                   a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
-        };
-        if (stampSize == 0 || stampUtf16 != utf16_ || !same(t, stampTime)) {
+        if (stampSize == 0 || stampUtf16 != utf16_ || !(t == stampTime)) {
             // "%.2d/%.2d/%.4d %.2d:%.2d:%.2d:%.4d ", by hand: this runs for every line.
             char16_t stamp[96];
             std::size_t length = 0;

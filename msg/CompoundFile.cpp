@@ -22,14 +22,6 @@ constexpr unsigned kMiniShift = 6;
 // Compound files nest storages a few levels deep; a .msg nests one level per embedded message.
 constexpr int kMaxDepth = 128;
 
-std::uint32_t Le32(const char* p) {
-    return ReadLe32(p);
-}
-std::uint16_t Le16(const char* p) {
-    return static_cast<std::uint16_t>(static_cast<unsigned char>(p[0]) | static_cast<unsigned char>(p[1])
-                                                                             << 8);
-}
-
 [[noreturn]] void NotCompound() {
     throw std::runtime_error("not a compound file");
 }
@@ -143,29 +135,29 @@ void Container::Parse() {
     char header[512];
     if (!ReadRaw(0, header, sizeof header) || std::memcmp(header, "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) != 0)
         NotCompound();
-    const std::uint16_t major = Le16(header + 0x1A);
-    sectorShift_ = Le16(header + 0x1E);
-    if ((sectorShift_ != 9 && sectorShift_ != 12) || Le16(header + 0x20) != kMiniShift ||
+    const std::uint16_t major = ReadLe16(header + 0x1A);
+    sectorShift_ = ReadLe16(header + 0x1E);
+    if ((sectorShift_ != 9 && sectorShift_ != 12) || ReadLe16(header + 0x20) != kMiniShift ||
         (major != 3 && major != 4))
         NotCompound();
     const std::uint64_t sectorSize = std::uint64_t{1} << sectorShift_;
     // Sectors follow the header, which fills the first sector.
     const std::uint64_t sectorsInFile =
         size_ > sectorSize ? (size_ - sectorSize + sectorSize - 1) / sectorSize : 0;
-    const std::uint32_t fatSectors = Le32(header + 0x2C);
-    const std::uint32_t firstDir = Le32(header + 0x30);
-    cutoff_ = Le32(header + 0x38);
-    const std::uint32_t firstMiniFat = Le32(header + 0x3C);
-    const std::uint32_t miniFatSectors = Le32(header + 0x40);
-    std::uint32_t difat = Le32(header + 0x44);
-    const std::uint32_t difatSectors = Le32(header + 0x48);
+    const std::uint32_t fatSectors = ReadLe32(header + 0x2C);
+    const std::uint32_t firstDir = ReadLe32(header + 0x30);
+    cutoff_ = ReadLe32(header + 0x38);
+    const std::uint32_t firstMiniFat = ReadLe32(header + 0x3C);
+    const std::uint32_t miniFatSectors = ReadLe32(header + 0x40);
+    std::uint32_t difat = ReadLe32(header + 0x44);
+    const std::uint32_t difatSectors = ReadLe32(header + 0x48);
     if (fatSectors > sectorsInFile || miniFatSectors > sectorsInFile || difatSectors > sectorsInFile)
         NotCompound();
 
     // The FAT's own sectors: 109 in the header, the rest in the DIFAT chain.
     std::vector<std::uint32_t> fatAt;
     for (std::uint32_t i = 0; i < 109 && fatAt.size() < fatSectors; ++i)
-        fatAt.push_back(Le32(header + 0x4C + 4 * i));
+        fatAt.push_back(ReadLe32(header + 0x4C + 4 * i));
     const std::size_t perDifat = sectorSize / 4 - 1;
     std::string block(sectorSize, '\0');
     for (std::uint32_t n = 0; fatAt.size() < fatSectors; ++n) {
@@ -173,8 +165,8 @@ void Container::Parse() {
             !ReadRaw((std::uint64_t{difat} + 1) << sectorShift_, block.data(), sectorSize))
             NotCompound();
         for (std::size_t i = 0; i < perDifat && fatAt.size() < fatSectors; ++i)
-            fatAt.push_back(Le32(block.data() + 4 * i));
-        difat = Le32(block.data() + 4 * perDifat);
+            fatAt.push_back(ReadLe32(block.data() + 4 * i));
+        difat = ReadLe32(block.data() + 4 * perDifat);
     }
     fat_.resize(static_cast<std::size_t>(fatSectors) * (sectorSize / 4));
     for (std::size_t i = 0; i < fatAt.size(); ++i) {
@@ -182,7 +174,7 @@ void Container::Parse() {
             !ReadRaw((std::uint64_t{fatAt[i]} + 1) << sectorShift_, block.data(), sectorSize))
             NotCompound();
         for (std::size_t j = 0; j < sectorSize / 4; ++j)
-            fat_[i * (sectorSize / 4) + j] = Le32(block.data() + 4 * j);
+            fat_[i * (sectorSize / 4) + j] = ReadLe32(block.data() + 4 * j);
     }
 
     // The directory: a chain of its own length, at most as many sectors as the file has.
@@ -204,24 +196,25 @@ void Container::Parse() {
         const char* raw = directory.data() + i * kEntrySize;
         Entry& entry = entries_[i];
         entry.type = static_cast<std::uint8_t>(raw[0x42]);
-        std::uint16_t nameBytes = Le16(raw + 0x40);
+        std::uint16_t nameBytes = ReadLe16(raw + 0x40);
         if (nameBytes > 64) {
             entry.type = 0; // a broken entry: left out
             nameBytes = 0;
         }
         std::u16string name;
         for (std::size_t c = 0; c + 2 <= nameBytes; c += 2)
-            name.push_back(static_cast<char16_t>(Le16(raw + c)));
+            name.push_back(static_cast<char16_t>(ReadLe16(raw + c)));
         while (!name.empty() && name.back() == u'\0')
             name.pop_back();
         entry.name = ToUtf8(name);
-        entry.left = Le32(raw + 0x44);
-        entry.right = Le32(raw + 0x48);
-        entry.child = Le32(raw + 0x4C);
+        entry.left = ReadLe32(raw + 0x44);
+        entry.right = ReadLe32(raw + 0x48);
+        entry.child = ReadLe32(raw + 0x4C);
         entry.clsid = GuidFromBytes(std::string_view(raw + 0x50, 16));
-        entry.start = Le32(raw + 0x74);
-        entry.size = major == 3 ? Le32(raw + 0x78)
-                                : Le32(raw + 0x78) | static_cast<std::uint64_t>(Le32(raw + 0x7C)) << 32;
+        entry.start = ReadLe32(raw + 0x74);
+        entry.size = major == 3
+                         ? ReadLe32(raw + 0x78)
+                         : ReadLe32(raw + 0x78) | static_cast<std::uint64_t>(ReadLe32(raw + 0x7C)) << 32;
     }
     if (entries_[0].type != 5)
         NotCompound();
@@ -235,7 +228,7 @@ void Container::Parse() {
         for (std::size_t i = 0; i < sectors.size() && ok; ++i) {
             ok = ReadRaw((std::uint64_t{sectors[i]} + 1) << sectorShift_, block.data(), sectorSize);
             for (std::size_t j = 0; ok && j < sectorSize / 4; ++j)
-                miniFat_[i * (sectorSize / 4) + j] = Le32(block.data() + 4 * j);
+                miniFat_[i * (sectorSize / 4) + j] = ReadLe32(block.data() + 4 * j);
         }
         const Entry& root = entries_[0];
         std::vector<std::uint64_t> offsets;

@@ -97,15 +97,16 @@ SystemTime LocalTime() {
     thread_local Cache cache;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    const std::string names = std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : "");
+    const auto names = [] {
+        return std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : "");
+    };
     if (now.tv_sec != cache.second || timezone != cache.zone || daylight != cache.daylight ||
-        names != cache.names) {
+        names() != cache.names) {
         std::tm tm{};
         if (!localtime_r(&now.tv_sec, &tm))
             return {};
         // localtime_r sets the zone up on its first use: the globals are read after it.
-        cache = {now.tv_sec, timezone, daylight,
-                 std::string(tzname[0] ? tzname[0] : "") + '/' + (tzname[1] ? tzname[1] : ""), tm};
+        cache = {now.tv_sec, timezone, daylight, names(), tm};
     }
     return FromTm(cache.tm, now.tv_nsec);
 }
